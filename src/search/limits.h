@@ -1,0 +1,53 @@
+// The clock and the limits of one search, and the four questions the search asks of them.
+// The base class SearchClock serves the workers and perft: it never runs out of time and only
+// bounds the depth.
+#pragma once
+
+#include <cstdint>
+
+struct Searcher;
+
+constexpr int64_t NoTimeLimit = 0x7f0000ffff0000LL;
+constexpr int64_t NoNodeLimit = 0x7fff0000ffff0000LL;
+
+// Wall clock in milliseconds.
+int64_t wallClockMs();
+
+class SearchClock {
+public:
+    SearchClock();
+    virtual ~SearchClock() = default;
+    virtual void reset();
+    virtual void plumbing() {}
+    virtual void startClock();
+    virtual void stopClock();
+    virtual bool mustStop(const Searcher& searcher) const;
+    virtual bool timeUsedUp() const;
+    virtual bool timeUsedUpAfterPonder() const;
+    virtual bool mayStartIteration(uint64_t nodes, int depth, double percent) const;
+
+    int64_t elapsed() const;
+
+    int64_t startTime = 0;
+    int64_t accumulated = 0;
+    int16_t maxDepth = 6;
+    bool running = false;
+    int64_t targetTime = NoTimeLimit;
+    double movesToPlan = 10.0;
+    int64_t softLimit = NoTimeLimit;
+    int64_t hardLimit = NoTimeLimit;
+    int64_t maxNodes = NoNodeLimit;
+    int64_t maxNodesHard = NoNodeLimit;
+    bool ponderPlan = true;
+};
+
+// The limits of the main search, set from `go`.
+class SearchLimits : public SearchClock {
+public:
+    void setLimits(int64_t time, int64_t increment, int16_t movesToGo, int16_t depth, int64_t nodes,
+                   int16_t mate, int64_t moveTime, bool infinite);
+    bool mustStop(const Searcher& searcher) const override;
+    bool timeUsedUp() const override;
+    bool timeUsedUpAfterPonder() const override;
+    bool mayStartIteration(uint64_t nodes, int depth, double percent) const override;
+};

@@ -1,0 +1,146 @@
+// One self-contained search engine: its board and game history, its ordering memory, its
+// per-ply frames, its root list and move arena. The main searcher owns the shared table.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "board/makemove.h"
+#include "board/move.h"
+#include "board/position.h"
+#include "frontend/reporter.h"
+#include "search/history.h"
+
+class SearchClock;
+class TranspositionTable;
+class OpeningBook;
+class BitbaseStore;
+class PgnReader;
+
+// Score scale: a pawn is 1000; mate at ply p is p - 500000 for the mated side.
+constexpr int ScoreMate = 500000;
+constexpr int ScoreInfinite = 500001;
+constexpr int ScoreMateZone = 400000;
+constexpr int TableMissRootScore = -999999;
+
+// Depth is counted in eighths of a ply; a negative depth means quiescence.
+constexpr int DepthUnitsPerPly = 8;
+constexpr int MaxPly = 100;
+constexpr int FrameCount = 103;  // plies -2 to 100
+constexpr int MaxRootMoves = 230;
+constexpr int ArenaSize = 18000;
+constexpr int MaxMultiPv = 255;
+
+struct SearchFrame {
+    Move move;
+    Move bestMove;
+    uint64_t key;
+    int32_t staticEval;
+    int32_t moveCount;  // -1 during a null move
+    int16_t extension;
+    bool reducedQuiet;
+    KillerSlot killers[4];  // 0-1 out of check, 2-3 in check
+    UndoRecord undo;
+};
+
+struct RootMove {
+    Move move;
+    int32_t score;
+    double nodeShare;
+    bool raisedAlpha;
+};
+
+struct MultiPvEntry {
+    Move move;
+    int32_t score;
+};
+
+struct Searcher : Game {
+    // The main searcher, with a transposition table of `tableBytes`.
+    explicit Searcher(size_t tableBytes);
+    // A worker: shares table, book, bitbases and game follower with `source`.
+    Searcher(Searcher& source, unsigned index);
+    ~Searcher();
+    Searcher(const Searcher&) = delete;
+    Searcher& operator=(const Searcher&) = delete;
+
+    // Flags polled by the search; written by other threads, so relaxed atomics.
+    std::atomic<bool> stopRequested{false};
+    std::atomic<bool> ponderRequested{false};
+    std::atomic<bool> searchRunning{false};
+    bool useBook = true;
+    bool clearCaches = false;
+
+    int32_t resignScore = -7000;
+
+    uint64_t nodeCount = 0;
+    int16_t iterationDepth = 0;
+    int16_t selDepth = 0;
+    int16_t ply = -1;
+    int16_t lastNullPly = -1;
+    int16_t previousNullPly = -10;
+
+    int32_t rootAlpha = -ScoreInfinite;
+    int32_t rootBeta = ScoreInfinite;
+    int32_t rootScore = 0;
+
+    bool firstIteration = true;
+    bool failedLow = false;
+    Move rootBestMove = NoMove;
+    Move ponderMove = NoMove;
+
+    HistoryTable history[2];  // 0 Black, 1 White
+
+    SearchFrame* stack;  // frame of ply 0
+    SearchFrame frames[FrameCount];
+
+    bool restrictedRoot = false;
+    int32_t rootCount = 0;
+    RootMove rootMoves[MaxRootMoves];
+
+    MoveEntry* arenaTop;
+    MoveEntry arena[ArenaSize];
+
+    TranspositionTable* table = nullptr;
+    OpeningBook* book = nullptr;
+    BitbaseStore* bitbases = nullptr;
+
+    int32_t searchCount = 0;
+    int32_t threadCount = 1;
+    uint32_t searcherIndex = 0;
+
+    NullReporter nullReporter;
+    Reporter* reporter;
+
+    MultiPvEntry multiPvList[MaxMultiPv];
+    int32_t multiPv = 1;
+    int32_t finishedMoves = 0;
+
+    char timeLogName[512] = {};
+
+    SearchClock* limits = nullptr;
+    PgnReader* gameFollower = nullptr;
+
+    void resetToDefaults();
+    void copyStateFrom(const Searcher& source);
+    // Null restores the embedded NullReporter.
+    void setReporter(Reporter* r);
+    void waitWhilePondering();
+    void ponderHit();
+    // Builds the root list of legal moves; with a filter text, a move stays when finding its
+    // coordinate text in the filter differs from `exclude`.
+    void buildRootList(const char* filterText, bool exclude);
+
+private:
+    bool ownsTable = false;
+};
+
+// Runs one search to its end; true unless it was stopped.
+bool runSearch(Searcher& searcher, SearchClock* limits);
+
+// The principal variation from the table, starting with `firstMove` or the best root move.
+int extractPv(Searcher& searcher, Move* movesOut, int maxLength, const Move* firstMove);
+
+// Table fill in permill for the reports.
+int tableFillPermill(const Searcher& searcher);
