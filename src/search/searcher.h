@@ -132,6 +132,18 @@ struct Searcher : Game {
     // coordinate text in the filter differs from `exclude`.
     void buildRootList(const char* filterText, bool exclude);
 
+    // Option hooks. Callers stop any search first where the option touches search data.
+    void resizeTable(size_t bytes);
+    void clearTable();
+    void setNeuroMaterial(int share);
+    void setNeuroWidth(int width);
+    void setMaterialFile(const char* fileName);
+    void setBitbaseCache(size_t bytes);
+    void setBitbasePath(const char* path);
+    void setBookFile(const char* fileName);
+    // Reloads the opening book; false if a book file exists but cannot be read.
+    bool prepareBook();
+
 private:
     bool ownsTable = false;
 };
