@@ -15,8 +15,6 @@ struct MagicEntry {
 extern MagicEntry BishopMagic[64];
 extern MagicEntry RookMagic[64];
 
-constexpr int AttackPoolSize = 97264;
-
 extern Bitboard FromToMask[4096];
 extern Bitboard Between[4096];
 extern Bitboard KingMask[64];

@@ -1,0 +1,134 @@
+#include "search/searcher.h"
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "board/movegen.h"
+#include "board/text.h"
+#include "search/limits.h"
+
+Searcher::Searcher(size_t tableBytes) : stack(frames + 2), arenaTop(arena), reporter(&nullReporter) {
+    constructGame(*this);
+    history[0].reset();
+    history[1].reset();
+    std::memset(static_cast<void*>(frames), 0, sizeof frames);
+    ownsTable = true;
+    resizeTable(tableBytes);
+    resetToDefaults();
+}
+
+Searcher::Searcher(Searcher& source, unsigned index)
+    : stack(frames + 2), arenaTop(arena), reporter(&nullReporter) {
+    constructGame(*this);
+    history[0].reset();
+    history[1].reset();
+    std::memset(static_cast<void*>(frames), 0, sizeof frames);
+    resetToDefaults();
+    table = source.table;
+    book = source.book;
+    bitbases = source.bitbases;
+    gameFollower = source.gameFollower;
+    searcherIndex = index;
+    copyStateFrom(source);
+}
+
+Searcher::~Searcher() = default;
+
+void Searcher::resetToDefaults() {
+    timeLogName[0] = 0;
+    useBook = true;
+    restrictedRoot = false;
+    resignScore = -7000;
+    stopRequested.store(false, std::memory_order_relaxed);
+    ponderRequested.store(false, std::memory_order_relaxed);
+    rootCount = 0;
+    threadCount = 1;
+    multiPv = 1;
+    finishedMoves = 0;
+    reporter = &nullReporter;
+    book = nullptr;
+    searchCount = 0;
+    gameFollower = nullptr;
+}
+
+void Searcher::copyStateFrom(const Searcher& source) {
+    position = source.position;
+    std::memcpy(static_cast<void*>(Game::history), source.Game::history, sizeof Game::history);
+    historyCount = source.historyCount;
+    useBook = source.useBook;
+    restrictedRoot = source.restrictedRoot;
+    rootCount = source.rootCount;
+    std::memcpy(static_cast<void*>(rootMoves), source.rootMoves, sizeof(RootMove) * rootCount);
+    resignScore = source.resignScore;
+    threadCount = source.threadCount;
+    multiPv = source.multiPv;
+    finishedMoves = source.finishedMoves;
+    std::memcpy(timeLogName, source.timeLogName, sizeof timeLogName);
+    clearCaches = false;
+    stopRequested.store(false, std::memory_order_relaxed);
+    ponderRequested.store(false, std::memory_order_relaxed);
+    gameFollower = nullptr;
+    reporter = &nullReporter;
+}
+
+void Searcher::setReporter(Reporter* r) { reporter = r ? r : &nullReporter; }
+
+void Searcher::waitWhilePondering() {
+    while (ponderRequested.load(std::memory_order_relaxed))
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+}
+
+void Searcher::ponderHit() {
+    ponderRequested.store(false, std::memory_order_relaxed);
+    if (rootBestMove &&
+        (!searchRunning.load(std::memory_order_relaxed) || (limits && limits->timeUsedUpAfterPonder())))
+        stopRequested.store(true, std::memory_order_relaxed);
+}
+
+void Searcher::buildRootList(const char* filterText, bool exclude) {
+    restrictedRoot = filterText != nullptr;
+    rootCount = 0;
+    MoveEntry list[MaxMovesPerPosition];
+    MoveEntry* end = generateMoves(position, GenAll, list);
+    UndoRecord undo;
+    for (MoveEntry* e = list; e < end && rootCount < MaxRootMoves; ++e) {
+        beginUndo(undo, position);
+        if (!makeIfKingSafe(position, e->move, undo)) continue;
+        undoMove(undo);
+        if (filterText) {
+            char text[16];
+            // The filter holds coordinate texts; castling appears as the king's two-square step
+            // in standard chess, so test the text the front end would send.
+            writeMove(position, e->move, StyleCoordinates, text);
+            const bool listed = std::strstr(filterText, text) != nullptr;
+            if (listed == exclude) continue;
+        }
+        RootMove& r = rootMoves[rootCount++];
+        r.move = e->move;
+        r.score = TableMissRootScore;
+        r.nodeShare = 0.01;
+        r.raisedAlpha = false;
+    }
+}
+
+// Option hooks: the table, the evaluation options, the bitbases and the book are wired here
+// as those parts arrive.
+void Searcher::resizeTable(size_t) {}
+void Searcher::clearTable() {}
+void Searcher::setNeuroMaterial(int) {}
+void Searcher::setNeuroWidth(int) {}
+void Searcher::setMaterialFile(const char*) {}
+void Searcher::setBitbaseCache(size_t) {}
+void Searcher::setBitbasePath(const char*) {}
+void Searcher::setBookFile(const char*) {}
+bool Searcher::prepareBook() { return true; }
+
+int tableFillPermill(const Searcher&) { return 0; }
+
+int extractPv(Searcher& searcher, Move* movesOut, int maxLength, const Move* firstMove) {
+    const Move first = firstMove ? *firstMove : searcher.rootBestMove;
+    if (!first || maxLength < 1) return 0;
+    movesOut[0] = first;
+    return 1;
+}
