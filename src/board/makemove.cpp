@@ -92,6 +92,9 @@ void makeMove(Position& p, SideState& us, SideState& them, Move move, UndoRecord
     logWord(u, &us.pieces[kind]);
     logWord(u, &us.pieces[AllMen]);
     const Bitboard mask = FromToMask[moveFromTo(move)];
+    // Every held right has its rook at home after each make, so only a move that touches a
+    // rook can take a right away.
+    const bool touchesRook = (mask & (us.pieces[Rook] | them.pieces[Rook])) != 0;
     p.lastMoveMask = mask;
     us.pieces[kind] ^= mask;
     us.pieces[AllMen] ^= mask;
@@ -195,8 +198,8 @@ void makeMove(Position& p, SideState& us, SideState& them, Move move, UndoRecord
 
     p.occupied = p.sides[0].pieces[AllMen] | p.sides[1].pieces[AllMen];
 
-    if (u.savedCastling) {
-        // A right dies lazily at the first move after its rook has left or was taken.
+    if (u.savedCastling && touchesRook) {
+        // A right dies when its rook has left or was taken.
         const SideState& w = p.sides[0];
         const SideState& b = p.sides[1];
         if (w.longRookFrom < 0 || !(w.pieces[Rook] & squareBit(w.longRookFrom)))
@@ -207,8 +210,9 @@ void makeMove(Position& p, SideState& us, SideState& them, Move move, UndoRecord
             p.castling &= ~CastleBlackLong;
         if (b.shortRookFrom < 0 || !(b.pieces[Rook] & squareBit(b.shortRookFrom)))
             p.castling &= ~CastleBlackShort;
-        p.hashKey ^= WhiteZobrist[0][p.castling] ^ WhiteZobrist[0][u.savedCastling];
     }
+    if (p.castling != u.savedCastling)
+        p.hashKey ^= WhiteZobrist[0][p.castling] ^ WhiteZobrist[0][u.savedCastling];
 }
 
 void undoMove(UndoRecord& u) {

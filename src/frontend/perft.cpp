@@ -4,6 +4,7 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/tables.h"
 
 PerftTable::PerftTable(int megabytes) {
     history.reset();
@@ -26,14 +27,27 @@ uint64_t perftCount(PerftTable& table, Position& p, int depth) {
     UndoRecord undo;
     uint64_t count = 0;
     if (depth == 1) {
-        // Bulk counting: every leaf move is made, tested by the direct king test, undone.
+        // Bulk counting: every leaf move is made and undone. Out of check, a move of a man off
+        // the king's lines cannot expose the king, and a king move never enters an attacked
+        // square, so only the others need the direct king test.
         SideState& us = p.toMove();
         SideState& them = p.notToMove();
         const bool white = p.whiteToMove != 0;
+        const int king = us.kingSquare();
+        const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
+        const Bitboard kingLines =
+            inCheck ? ~Bitboard{0}
+                    : RankLine[king] | FileLine[king] | RisingLine[king] | FallingLine[king];
         for (MoveEntry* e = list; e < end; ++e) {
+            const Move m = e->move;
+            const bool exposed = (kingLines & squareBit(moveFrom(m))) || moveKind(m) == Pawn ||
+                                 (moveKind(m) == King && (us.pieces[Rook] & squareBit(moveTo(m))));
             beginUndo(undo, p);
-            makeMove(p, us, them, e->move, undo);
-            count += white ? !whiteKingAttacked(p) : !blackKingAttacked(p);
+            makeMove(p, us, them, m, undo);
+            if (exposed)
+                count += white ? !whiteKingAttacked(p) : !blackKingAttacked(p);
+            else
+                ++count;
             undoMove(undo);
         }
     } else {
