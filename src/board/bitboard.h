@@ -14,16 +14,23 @@ constexpr Bitboard LightSquares = 0x55aa55aa55aa55aaULL;
 constexpr Bitboard DarkSquares = 0xaa55aa55aa55aa55ULL;
 constexpr Bitboard InnerSquares = 0x007e7e7e7e7e7e00ULL;
 
-constexpr Bitboard squareBit(int square) { return Bitboard{1} << square; }
-constexpr int fileOf(int square) { return square & 7; }
-constexpr int rowOf(int square) { return square >> 3; }
+constexpr Bitboard squareBit(int square) {
+    return Bitboard{1} << square;
+}
+constexpr int fileOf(int square) {
+    return square & 7;
+}
+constexpr int rowOf(int square) {
+    return square >> 3;
+}
 
 // Bit count by arithmetic: no hardware instruction and no table, so it behaves alike on
 // every machine the engine is built for.
 constexpr int popcount(Bitboard x) {
     x = x - ((x >> 1) & 0x5555555555555555ULL);
     x = ((x >> 2) & 0x3333333333333333ULL) + (x & 0x3333333333333333ULL);
-    return static_cast<int>((((x + (x >> 4)) & 0x0f0f0f0f0f0f0f0fULL) * 0x0101010101010101ULL) >> 56);
+    return static_cast<int>((((x + (x >> 4)) & 0x0f0f0f0f0f0f0f0fULL) * 0x0101010101010101ULL) >>
+                            56);
 }
 
 // The short form for sets of at most 15 members.
@@ -38,6 +45,10 @@ extern int8_t BitIndex[64];
 constexpr uint64_t DeBruijn = 0x218a7a392dd9abfULL;
 
 // `bits` must hold exactly one bit; callers isolate the lowest one with `bits & -bits`.
-inline int lowestBitSquare(Bitboard bits) { return BitIndex[(bits * DeBruijn) >> 58]; }
+inline int lowestBitSquare(Bitboard bits) {
+    return BitIndex[(bits * DeBruijn) >> 58];
+}
 
-inline int firstSquare(Bitboard bits) { return lowestBitSquare(bits & (0 - bits)); }
+inline int firstSquare(Bitboard bits) {
+    return lowestBitSquare(bits & (0 - bits));
+}

@@ -28,10 +28,10 @@ struct UndoRecord {
     Bitboard wordLogValue[5];
 };
 
-void beginUndo(UndoRecord& undo, Position& p);
-// No legality test, no attack summaries; pinnedAttacked is stale afterwards.
-void makeMove(Position& p, SideState& us, SideState& them, Move move, UndoRecord& undo);
-void undoMove(UndoRecord& undo);
+// beginUndo(undo, position) fills the saved fields and must precede makeMove.
+// makeMove(position, us, them, move, undo) makes no legality test and no attack summaries;
+// pinnedAttacked is stale afterwards. undoMove(undo) restores the position exactly.
+// Their bodies are in makemove_inline.h, included at the end of this header.
 
 bool whiteKingAttacked(const Position& p);
 bool blackKingAttacked(const Position& p);
@@ -61,3 +61,5 @@ inline bool sideToMoveInCheck(const Position& p) {
     const SideState& us = p.toMove();
     return (us.enemyAttacks & us.pieces[King]) != 0;
 }
+
+#include "board/makemove_inline.h"

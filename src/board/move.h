@@ -12,15 +12,25 @@ enum PieceKind : int { None = 0, Pawn = 1, Knight = 2, Bishop = 3, Rook = 4, Que
 constexpr Move NoMove = 0;
 
 constexpr Move makeMoveValue(int from, int to, int kind, int promotion = 0) {
-    return static_cast<Move>(from) | (static_cast<Move>(to) << 6) | (static_cast<Move>(kind) << 16) |
-           (static_cast<Move>(promotion) << 24);
+    return static_cast<Move>(from) | (static_cast<Move>(to) << 6) |
+           (static_cast<Move>(kind) << 16) | (static_cast<Move>(promotion) << 24);
 }
-constexpr int moveFrom(Move m) { return static_cast<int>(m & 63); }
-constexpr int moveTo(Move m) { return static_cast<int>((m >> 6) & 63); }
-constexpr int moveKind(Move m) { return static_cast<int>((m >> 16) & 255); }
-constexpr int movePromotion(Move m) { return static_cast<int>(m >> 24); }
+constexpr int moveFrom(Move m) {
+    return static_cast<int>(m & 63);
+}
+constexpr int moveTo(Move m) {
+    return static_cast<int>((m >> 6) & 63);
+}
+constexpr int moveKind(Move m) {
+    return static_cast<int>((m >> 16) & 255);
+}
+constexpr int movePromotion(Move m) {
+    return static_cast<int>(m >> 24);
+}
 // From and to together: the index of tables of 4096 entries.
-constexpr int moveFromTo(Move m) { return static_cast<int>(m & 0xffff); }
+constexpr int moveFromTo(Move m) {
+    return static_cast<int>(m & 0xffff);
+}
 
 // One entry of a move list: the move in the low half, its ordering score in the high half.
 struct MoveEntry {

@@ -112,7 +112,8 @@ struct Emitter {
     }
     void knights(Bitboard targets) {
         const int8_t* list = us.pieceList[Knight];
-        for (int i = 0; i < us.pieceCount[Knight]; ++i) addTargets(list[i], KnightMask[list[i]] & targets, Knight);
+        for (int i = 0; i < us.pieceCount[Knight]; ++i)
+            addTargets(list[i], KnightMask[list[i]] & targets, Knight);
     }
     void pieces(Bitboard knightTargets, Bitboard bishopTargets, Bitboard rookTargets,
                 Bitboard queenTargets) {
@@ -204,7 +205,8 @@ struct Emitter {
         }
         king(~forbidden);
         checkers |= KnightMask[k] & them.pieces[Knight];
-        checkers |= (capturesTowardsA(squareBit(k)) | capturesTowardsH(squareBit(k))) & them.pieces[Pawn];
+        checkers |=
+            (capturesTowardsA(squareBit(k)) | capturesTowardsH(squareBit(k))) & them.pieces[Pawn];
         if (checkers & (checkers - 1)) return;
 
         Bitboard blocks = checkers;
@@ -219,8 +221,8 @@ struct Emitter {
         if (p.epSquare >= 0) {
             // En passant only takes the checking pawn itself, never interposes.
             const int e = p.epSquare;
-            const bool kingCheckedByThatPawn = white ? (k == e + 15 || k == e + 17)
-                                                     : (k == e - 17 || k == e - 15);
+            const bool kingCheckedByThatPawn =
+                white ? (k == e + 15 || k == e + 17) : (k == e - 17 || k == e - 15);
             if (kingCheckedByThatPawn) captureTargets |= squareBit(e);
         }
         allPawnMoves(us.pieces[Pawn] & free, captureTargets, blocks);
@@ -324,7 +326,8 @@ struct Emitter {
             if (c < 0 || c > 63) continue;
             const int behind = c - us.pawnStep;
             if (behind < 0 || behind > 63) continue;
-            if ((us.pieces[Pawn] & squareBit(behind)) && !(occ & squareBit(c))) add(behind, c, Pawn);
+            if ((us.pieces[Pawn] & squareBit(behind)) && !(occ & squareBit(c)))
+                add(behind, c, Pawn);
         }
         selectivePawnMoves(captureTargetsWithEp());
         knights((KnightMask[k] & safe) | them.men());
@@ -368,7 +371,7 @@ MoveEntry* generateMoves(const Position& p, int mode, MoveEntry* out) {
 
 MoveGenerator::MoveGenerator(MoveEntry** topAddress, const Position& p,
                              const HistoryTable* historyTable, int generationMode, Move tableMove,
-                             const KillerSlot* killers, const SearchedMovesFilter* filter)
+                             const KillerSlot* killers, uint32_t* filter)
     : position(&p),
       us(&p.toMove()),
       them(&p.notToMove()),
@@ -387,10 +390,14 @@ MoveGenerator::MoveGenerator(MoveEntry** topAddress, const Position& p,
       searchedMoves(filter),
       keyBits(p.hashKey),
       stage(0),
-      cursor(listStart) {
+      cursor(listStart),
+      workEnd(listStart),
+      gaveMove(false) {
+    stage = hashMove ? 0 : 1;
     if (!hashMove) {
         const Bitboard moved = them->men() & p.lastMoveMask;
-        const Bitboard worth = moved & (~us->enemyDoubleAttacks | them->pieces[Queen] | them->pieces[Rook]);
+        const Bitboard worth =
+            moved & (~us->enemyDoubleAttacks | them->pieces[Queen] | them->pieces[Rook]);
         if (worth) recaptureSquare = static_cast<int8_t>(firstSquare(worth));
     }
     if (us->enemyAttacks & us->pieces[King]) mode = GenEvasions;
@@ -400,5 +407,6 @@ MoveGenerator::MoveGenerator(MoveEntry** topAddress, const Position& p,
         killer2 = killers[first + 1].move;
     }
     listEnd = generateMoves(p, mode, listStart);
+    workEnd = listEnd;
     *listTopAddress = listEnd;
 }

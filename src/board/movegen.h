@@ -26,7 +26,6 @@ MoveEntry* generateMoves(const Position& p, int mode, MoveEntry* out);
 
 struct HistoryTable;
 struct KillerSlot;
-class SearchedMovesFilter;
 class MoveGenerator;
 
 using MoveScoreFunction = void (*)(MoveGenerator&);
@@ -34,13 +33,18 @@ using MoveScoreFunction = void (*)(MoveGenerator&);
 // The move list of one node, taken from the searcher's arena and given back when the node is
 // left. The staged reading of the list belongs to the picker.
 class MoveGenerator {
-public:
+  public:
     MoveGenerator(MoveEntry** listTopAddress, const Position& position, const HistoryTable* history,
-                  int mode, Move hashMove, const KillerSlot* killers,
-                  const SearchedMovesFilter* searchedMoves);
+                  int mode, Move hashMove, const KillerSlot* killers, uint32_t* searchedMoves);
     ~MoveGenerator() { *listTopAddress = listStart; }
     MoveGenerator(const MoveGenerator&) = delete;
     MoveGenerator& operator=(const MoveGenerator&) = delete;
+
+    // Staged picking: the hash move, recaptures, then the rest by score. Null at the end.
+    MoveEntry* next();
+    // Starts over with another hash move; scores already given stay.
+    void restart(Move newHashMove);
+    int count() const { return static_cast<int>(listEnd - listStart); }
 
     const Position* position;
     const SideState* us;
@@ -57,9 +61,11 @@ public:
     const HistoryTable* history;
     MoveScoreFunction scoreFunction;
     bool scored;
-    const SearchedMovesFilter* searchedMoves;
+    uint32_t* searchedMoves;  // the shared filter of moves taken, or null
     uint64_t keyBits;
-    // Picking state, used by the picker.
+    // Picking state: the working range is [cursor, workEnd); entries handed out move behind it.
     int stage;
     MoveEntry* cursor;
+    MoveEntry* workEnd;
+    bool gaveMove;
 };

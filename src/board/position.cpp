@@ -134,7 +134,8 @@ void setCastlingGeometry(Position& p, Bitboard shortFiles, Bitboard longFiles) {
 void recomputeMaterial(Position& p) {
     for (SideState& side : p.sides) {
         int32_t sum = 0;
-        for (int kind = Pawn; kind < King; ++kind) sum += side.pieceCount[kind] * MaterialValue[kind];
+        for (int kind = Pawn; kind < King; ++kind)
+            sum += side.pieceCount[kind] * MaterialValue[kind];
         side.materialSum = sum;
     }
 }
@@ -179,7 +180,8 @@ bool validatePosition(Position& p) {
         side.pieceCount[AllMen] = 0;
         for (int kind = Pawn; kind <= King; ++kind) {
             side.pieceCount[kind] = static_cast<int8_t>(popcount(side.pieces[kind]));
-            side.pieceCount[AllMen] = static_cast<int8_t>(side.pieceCount[AllMen] + side.pieceCount[kind]);
+            side.pieceCount[AllMen] =
+                static_cast<int8_t>(side.pieceCount[AllMen] + side.pieceCount[kind]);
         }
         const int8_t* c = side.pieceCount;
         if (c[King] != 1 || c[Pawn] > 8 || c[Pawn] + c[Queen] > 9 || c[Pawn] + c[Rook] > 10 ||

@@ -28,7 +28,9 @@ Bitboard attackPool[AttackPoolSize];
 constexpr int RookSteps[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
 constexpr int BishopSteps[4][2] = {{1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
 
-bool onBoard(int file, int row) { return file >= 0 && file < 8 && row >= 0 && row < 8; }
+bool onBoard(int file, int row) {
+    return file >= 0 && file < 8 && row >= 0 && row < 8;
+}
 
 Bitboard slide(int square, Bitboard occupied, const int (*steps)[2], int stepCount) {
     Bitboard result = 0;
@@ -56,8 +58,9 @@ Bitboard leaperMask(int square, const int (*steps)[2], int stepCount) {
     return result;
 }
 
-constexpr int KingSteps[8][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}, {1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
-constexpr int KnightSteps[8][2] = {{1, 2}, {2, 1}, {2, -1}, {1, -2},
+constexpr int KingSteps[8][2] = {{1, 0}, {-1, 0}, {0, 1},  {0, -1},
+                                 {1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
+constexpr int KnightSteps[8][2] = {{1, 2},   {2, 1},   {2, -1}, {1, -2},
                                    {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
 
 // All squares of one line through a square, the square itself excluded.
@@ -110,7 +113,8 @@ Bitboard bishopMask(int square) {
 
 struct TableBuilder {
     TableBuilder() {
-        for (int s = 0; s < 64; ++s) BitIndex[(squareBit(s) * DeBruijn) >> 58] = static_cast<int8_t>(s);
+        for (int s = 0; s < 64; ++s)
+            BitIndex[(squareBit(s) * DeBruijn) >> 58] = static_cast<int8_t>(s);
         for (int f = 0; f < 8; ++f) FileMask[f] = FileA << f;
         for (int s = 0; s < 64; ++s) {
             KingMask[s] = leaperMask(s, KingSteps, 8);
@@ -153,7 +157,8 @@ struct TableBuilder {
             return static_cast<int>(((occ & RankLine[s]) * 0x0202020202020202ULL) >> 58);
         });
         fillLineTable(FileAttacks, FileLine, 0, 1, [](int s, Bitboard occ) {
-            return static_cast<int>((((occ & FileLine[s]) >> (s & 7)) * 0x0080402010080402ULL) >> 58);
+            return static_cast<int>((((occ & FileLine[s]) >> (s & 7)) * 0x0080402010080402ULL) >>
+                                    58);
         });
         fillLineTable(RisingAttacks, RisingLine, 1, -1, [](int s, Bitboard occ) {
             return static_cast<int>(((occ & RisingLine[s]) * 0x0202020202020202ULL) >> 58);

@@ -51,13 +51,14 @@ inline Bitboard queenAttacks(int square, Bitboard occupied) {
 }
 
 inline Bitboard rankAttacks(int square, Bitboard occupied) {
-    return RankAttacks[square * 64 + (((occupied & RankLine[square]) * 0x0202020202020202ULL) >> 58)];
+    return RankAttacks[square * 64 +
+                       (((occupied & RankLine[square]) * 0x0202020202020202ULL) >> 58)];
 }
 
 inline Bitboard fileAttacks(int square, Bitboard occupied) {
-    return FileAttacks[square * 64 + ((((occupied & FileLine[square]) >> (square & 7)) *
-                                       0x0080402010080402ULL) >>
-                                      58)];
+    return FileAttacks[square * 64 +
+                       ((((occupied & FileLine[square]) >> (square & 7)) * 0x0080402010080402ULL) >>
+                        58)];
 }
 
 inline Bitboard risingAttacks(int square, Bitboard occupied) {

@@ -14,7 +14,9 @@ const char CoordinateLetters[] = "- nbrqk";
 const char EnglishLetters[] = "- NBRQK";
 const char GermanLetters[] = "- SLTDK";
 
-bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+bool isBlank(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
 
 const char* skipBlanks(const char* s) {
     while (*s && isBlank(*s)) ++s;
@@ -90,7 +92,9 @@ bool endsWith(const char* text, int length, const char* tail) {
     return length >= n && std::memcmp(text + length - n, tail, n) == 0;
 }
 
-bool isAnnotation(char c) { return c == '!' || c == '?'; }
+bool isAnnotation(char c) {
+    return c == '!' || c == '?';
+}
 
 }  // namespace
 
@@ -123,7 +127,8 @@ const char* parseFen(Position& p, const char* text) {
             if (column > 7) return nullptr;
             const int index = static_cast<int>(letter - PieceLetters);
             SideState& side = p.sides[index < 6 ? 0 : 1];
-            side.pieces[index % 6 + 1] |= squareBit(squareFromLetters(static_cast<char>('A' + column), rank));
+            side.pieces[index % 6 + 1] |=
+                squareBit(squareFromLetters(static_cast<char>('A' + column), rank));
             ++column;
         } else {
             return nullptr;
@@ -167,7 +172,8 @@ const char* parseFen(Position& p, const char* text) {
                     break;
             }
             const char lower = static_cast<char>(c | 0x20);
-            if (!std::isalpha(static_cast<unsigned char>(c)) || lower < 'a' || lower > 'h') return nullptr;
+            if (!std::isalpha(static_cast<unsigned char>(c)) || lower < 'a' || lower > 'h')
+                return nullptr;
             const int file = lower - 'a';
             if (previous == 'K' || previous == 'k') {
                 shortFiles = FileMask[file];
@@ -205,10 +211,14 @@ const char* parseFen(Position& p, const char* text) {
     bool classical = true;
     const SideState& w = p.sides[0];
     const SideState& b = p.sides[1];
-    if ((p.castling & CastleWhiteShort) && w.shortRookFrom >= 0 && w.shortRookFrom != 63) classical = false;
-    if ((p.castling & CastleWhiteLong) && w.longRookFrom >= 0 && w.longRookFrom != 56) classical = false;
-    if ((p.castling & CastleBlackShort) && b.shortRookFrom >= 0 && b.shortRookFrom != 7) classical = false;
-    if ((p.castling & CastleBlackLong) && b.longRookFrom >= 0 && b.longRookFrom != 0) classical = false;
+    if ((p.castling & CastleWhiteShort) && w.shortRookFrom >= 0 && w.shortRookFrom != 63)
+        classical = false;
+    if ((p.castling & CastleWhiteLong) && w.longRookFrom >= 0 && w.longRookFrom != 56)
+        classical = false;
+    if ((p.castling & CastleBlackShort) && b.shortRookFrom >= 0 && b.shortRookFrom != 7)
+        classical = false;
+    if ((p.castling & CastleBlackLong) && b.longRookFrom >= 0 && b.longRookFrom != 0)
+        classical = false;
     if (whiteRights && w.pieces[King] != squareBit(60)) classical = false;
     if (blackRights && b.pieces[King] != squareBit(4)) classical = false;
     p.chess960 = classical ? 0 : 1;
@@ -332,7 +342,8 @@ void setChess960Position(Position& p, unsigned number) {
     for (int i = 0, k = 0; i < 8; ++i)
         if (row[i] == ' ') row[i] = rest[k++];
     char upper[9];
-    for (int i = 0; i < 9; ++i) upper[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(row[i])));
+    for (int i = 0; i < 9; ++i)
+        upper[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(row[i])));
     char fen[100];
     std::snprintf(fen, sizeof fen, "%s/pppppppp/8/8/8/8/PPPPPPPP/%s w KQkq - 0 1", row, upper);
     parseFen(p, fen);
@@ -449,7 +460,8 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
                    endsWith(buffer, length, "ep")) {
             if (epClaim) return false;
             epClaim = true;
-            length -= endsWith(buffer, length, "e. p.") ? 5 : (endsWith(buffer, length, "e.p.") ? 4 : 2);
+            length -=
+                endsWith(buffer, length, "e. p.") ? 5 : (endsWith(buffer, length, "e.p.") ? 4 : 2);
         } else if (isAnnotation(last)) {
             if (annotated) return false;
             annotated = true;
@@ -513,8 +525,9 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
                 const Bitboard target = squareBit(to);
                 if (capture) {
                     // Squares from which one of our pawns takes on `to`.
-                    const Bitboard back = p.whiteToMove ? ((target << 7) & ~FileA) | ((target << 9) & ~FileH)
-                                                        : ((target >> 9) & ~FileH) | ((target >> 7) & ~FileA);
+                    const Bitboard back = p.whiteToMove
+                                              ? ((target << 7) & ~FileA) | ((target << 9) & ~FileH)
+                                              : ((target >> 9) & ~FileH) | ((target >> 7) & ~FileA);
                     candidates = back & us.pieces[Pawn];
                 } else {
                     const int behind = to - us.pawnStep;
@@ -526,7 +539,8 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
                             const int row = rowOf(to);
                             const bool doubleRow = p.whiteToMove ? row == 4 : row == 3;
                             const int start = behind - us.pawnStep;
-                            if (doubleRow && (us.pieces[Pawn] & squareBit(start))) candidates = squareBit(start);
+                            if (doubleRow && (us.pieces[Pawn] & squareBit(start)))
+                                candidates = squareBit(start);
                         }
                     }
                 }
@@ -558,8 +572,10 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
     } else {
         int end = length;
         const char last = buffer[end - 1];
-        const int promotionKind = pieceKindOfLetter(static_cast<char>(std::toupper(static_cast<unsigned char>(last))));
-        if (promotionKind == Bishop || promotionKind == Knight || promotionKind == Queen || promotionKind == Rook) {
+        const int promotionKind =
+            pieceKindOfLetter(static_cast<char>(std::toupper(static_cast<unsigned char>(last))));
+        if (promotionKind == Bishop || promotionKind == Knight || promotionKind == Queen ||
+            promotionKind == Rook) {
             const char upper = static_cast<char>(std::toupper(static_cast<unsigned char>(last)));
             if (upper == 'B' || upper == 'N' || upper == 'Q' || upper == 'R') {
                 promotion = promotionKind;
@@ -568,7 +584,8 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
         }
         if (end != 4) return false;
         for (int i = 0; i < 4; i += 2)
-            if (buffer[i] < 'a' || buffer[i] > 'h' || buffer[i + 1] < '1' || buffer[i + 1] > '8') return false;
+            if (buffer[i] < 'a' || buffer[i] > 'h' || buffer[i + 1] < '1' || buffer[i + 1] > '8')
+                return false;
         from = squareFromLetters(buffer[0], buffer[1]);
         to = squareFromLetters(buffer[2], buffer[3]);
         const Bitboard bit = squareBit(from);
@@ -579,8 +596,10 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
 
     if (kind == King && (from == 60 || from == 4)) {
         const bool sameRank = rowOf(to) == rowOf(from);
-        if (sameRank && fileOf(to) == 6 && us.shortRookFrom >= 0) to = us.shortRookFrom;
-        else if (sameRank && fileOf(to) == 2 && us.longRookFrom >= 0) to = us.longRookFrom;
+        if (sameRank && fileOf(to) == 6 && us.shortRookFrom >= 0)
+            to = us.shortRookFrom;
+        else if (sameRank && fileOf(to) == 2 && us.longRookFrom >= 0)
+            to = us.longRookFrom;
     }
     if (kind != Pawn) promotion = 0;
     const Move candidate = makeMoveValue(from, to, kind, promotion);

@@ -40,8 +40,12 @@ uint64_t perftCount(PerftTable& table, Position& p, int depth) {
                     : RankLine[king] | FileLine[king] | RisingLine[king] | FallingLine[king];
         for (MoveEntry* e = list; e < end; ++e) {
             const Move m = e->move;
-            const bool exposed = (kingLines & squareBit(moveFrom(m))) || moveKind(m) == Pawn ||
-                                 (moveKind(m) == King && (us.pieces[Rook] & squareBit(moveTo(m))));
+            const int kind = moveKind(m);
+            const Bitboard to = squareBit(moveTo(m));
+            const bool enPassant =
+                kind == Pawn && ((moveTo(m) - moveFrom(m)) & 1) && !(p.occupied & to);
+            const bool castling = kind == King && (us.pieces[Rook] & to);
+            const bool exposed = (kingLines & squareBit(moveFrom(m))) || enPassant || castling;
             beginUndo(undo, p);
             makeMove(p, us, them, m, undo);
             if (exposed)

@@ -3,6 +3,7 @@
 // lines whole on standard output.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -38,8 +39,9 @@ public:
     Move lastPv[20] = {};
     int32_t lastPvLength = 0;
     int32_t lastScore = 1000000;
-    bool debug = false;
-    bool outputOff = false;
+    // Switched by the command thread while the search thread writes: relaxed atomics.
+    std::atomic<bool> debug{false};
+    std::atomic<bool> outputOff{false};
     Searcher* searcher = nullptr;
     const SearchClock* limits = nullptr;
     Position position;  // the reporter's own copy of the root, for move texts

@@ -14,7 +14,7 @@ constexpr int64_t NoNodeLimit = 0x7fff0000ffff0000LL;
 int64_t wallClockMs();
 
 class SearchClock {
-public:
+  public:
     SearchClock();
     virtual ~SearchClock() = default;
     virtual void reset();
@@ -43,7 +43,7 @@ public:
 
 // The limits of the main search, set from `go`.
 class SearchLimits : public SearchClock {
-public:
+  public:
     void setLimits(int64_t time, int64_t increment, int16_t movesToGo, int16_t depth, int64_t nodes,
                    int16_t mate, int64_t moveTime, bool infinite);
     bool mustStop(const Searcher& searcher) const override;

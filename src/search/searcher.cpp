@@ -7,13 +7,16 @@
 #include "board/movegen.h"
 #include "board/text.h"
 #include "search/limits.h"
+#include "search/table.h"
 
-Searcher::Searcher(size_t tableBytes) : stack(frames + 2), arenaTop(arena), reporter(&nullReporter) {
+Searcher::Searcher(size_t tableBytes)
+    : stack(frames + 2), arenaTop(arena), reporter(&nullReporter) {
     constructGame(*this);
     history[0].reset();
     history[1].reset();
     std::memset(static_cast<void*>(frames), 0, sizeof frames);
     ownsTable = true;
+    table = new TranspositionTable;
     resizeTable(tableBytes);
     resetToDefaults();
 }
@@ -33,7 +36,9 @@ Searcher::Searcher(Searcher& source, unsigned index)
     copyStateFrom(source);
 }
 
-Searcher::~Searcher() = default;
+Searcher::~Searcher() {
+    if (ownsTable) delete table;
+}
 
 void Searcher::resetToDefaults() {
     timeLogName[0] = 0;
@@ -72,7 +77,9 @@ void Searcher::copyStateFrom(const Searcher& source) {
     reporter = &nullReporter;
 }
 
-void Searcher::setReporter(Reporter* r) { reporter = r ? r : &nullReporter; }
+void Searcher::setReporter(Reporter* r) {
+    reporter = r ? r : &nullReporter;
+}
 
 void Searcher::waitWhilePondering() {
     while (ponderRequested.load(std::memory_order_relaxed))
@@ -81,8 +88,8 @@ void Searcher::waitWhilePondering() {
 
 void Searcher::ponderHit() {
     ponderRequested.store(false, std::memory_order_relaxed);
-    if (rootBestMove &&
-        (!searchRunning.load(std::memory_order_relaxed) || (limits && limits->timeUsedUpAfterPonder())))
+    if (moveFromTo(rootBestMove) && (!searchRunning.load(std::memory_order_relaxed) ||
+                                     (limits && limits->timeUsedUpAfterPonder())))
         stopRequested.store(true, std::memory_order_relaxed);
 }
 
@@ -114,17 +121,27 @@ void Searcher::buildRootList(const char* filterText, bool exclude) {
 
 // Option hooks: the table, the evaluation options, the bitbases and the book are wired here
 // as those parts arrive.
-void Searcher::resizeTable(size_t) {}
-void Searcher::clearTable() {}
+void Searcher::resizeTable(size_t bytes) {
+    if (table) table->allocateTable(bytes);
+}
+
+void Searcher::clearTable() {
+    if (table) table->clearTable();
+}
+
 void Searcher::setNeuroMaterial(int) {}
 void Searcher::setNeuroWidth(int) {}
 void Searcher::setMaterialFile(const char*) {}
 void Searcher::setBitbaseCache(size_t) {}
 void Searcher::setBitbasePath(const char*) {}
 void Searcher::setBookFile(const char*) {}
-bool Searcher::prepareBook() { return true; }
+bool Searcher::prepareBook() {
+    return true;
+}
 
-int tableFillPermill(const Searcher&) { return 0; }
+int tableFillPermill(const Searcher& searcher) {
+    return searcher.table ? searcher.table->hashfullPermill() : 0;
+}
 
 int extractPv(Searcher& searcher, Move* movesOut, int maxLength, const Move* firstMove) {
     const Move first = firstMove ? *firstMove : searcher.rootBestMove;

@@ -144,7 +144,7 @@ struct Searcher : Game {
     // Reloads the opening book; false if a book file exists but cannot be read.
     bool prepareBook();
 
-private:
+  private:
     bool ownsTable = false;
 };
 

@@ -1,0 +1,127 @@
+#include "frontend/search_controller.h"
+
+#include "frontend/reporter.h"
+#include "search/searcher.h"
+
+namespace {
+
+constexpr auto Relaxed = std::memory_order_relaxed;
+
+}  // namespace
+
+SearchController::SearchController(Searcher* mainSearcherIn, Reporter* reporterIn,
+                                   SearchLimits* limitsIn)
+    : mainSearcher(mainSearcherIn), reporter(reporterIn), limits(limitsIn) {
+    workerLimits.maxDepth = 100;
+    workerLimits.movesToPlan = 10.0;
+    mainSearcher->limits = limits;
+}
+
+SearchController::~SearchController() {
+    // The run is over: a search that still runs ends as at quit, without printing its move.
+    quitRequested = true;
+    stop();
+    reapRing();
+    for (auto& worker : workers) worker.reset();
+}
+
+void SearchController::reapRing() {
+    for (;;) {
+        ThreadHandle finished;
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            if (ringTail == ringHead) return;
+            finished = threadRing[ringTail];
+            threadRing[ringTail].valid = false;
+            ringTail = (ringTail + 1) % 4;
+        }
+        if (finished.valid) pthread_join(finished.id, nullptr);
+    }
+}
+
+bool SearchController::launch(bool ponder, int64_t time, int64_t increment, int16_t movesToGo,
+                              int16_t depth, int64_t nodes, int16_t mate, int64_t moveTime,
+                              bool infinite) {
+    limits->setLimits(time, increment, movesToGo, depth, nodes, mate, moveTime, infinite);
+    limits->startClock();
+    mainSearcher->searchRunning.store(true, Relaxed);
+    mainSearcher->ponderRequested.store(ponder, Relaxed);
+    mainSearcher->stopRequested.store(false, Relaxed);
+    reapRing();
+
+    // A ponder search never blocks: ponderhit must get through.
+    if (blocking && !ponder) {
+        searchBody();
+        return true;
+    }
+
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0) return false;
+    pthread_attr_setstacksize(&attributes, SearchThreadStackBytes);
+    // Created under the lock, so that the thread cannot reach its end before its handle is
+    // stored where it looks for it.
+    std::lock_guard<std::mutex> guard(lock);
+    pthread_t id;
+    const bool started = pthread_create(&id, &attributes, searchThreadEntry, this) == 0;
+    pthread_attr_destroy(&attributes);
+    if (started) searchThread = {id, true};
+    return started;
+}
+
+void* SearchController::searchThreadEntry(void* controller) {
+    static_cast<SearchController*>(controller)->searchBody();
+    return nullptr;
+}
+
+void SearchController::searchBody() {
+    launchWorkers();
+    runSearch(*mainSearcher, limits);
+    stopWorkers();
+    if (!quitRequested) {
+        Searcher& s = *mainSearcher;
+        if (!s.stopRequested.load(Relaxed) && s.nodeCount != 0) reporter->reportFinalStatistics();
+        limits->stopClock();
+        const Move best = s.rootBestMove;
+        const Move ponder = s.ponderMove;
+        const bool hasBest = moveFromTo(best) != 0;
+        reporter->reportBestMove(hasBest ? &best : nullptr,
+                                 moveFromTo(ponder) != 0 ? &ponder : nullptr, hasBest);
+    }
+    // If stop() has taken the handle already, it joins the thread itself.
+    std::lock_guard<std::mutex> guard(lock);
+    if (searchThread.valid) {
+        threadRing[ringHead] = searchThread;
+        ringHead = (ringHead + 1) % 4;
+        searchThread.valid = false;
+    }
+}
+
+bool SearchController::stop() {
+    mainSearcher->searchRunning.store(false, Relaxed);
+    mainSearcher->ponderRequested.store(false, Relaxed);
+    mainSearcher->stopRequested.store(true, Relaxed);
+    ThreadHandle running;
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        running = searchThread;
+        searchThread.valid = false;
+    }
+    if (!running.valid) return false;
+    return pthread_join(running.id, nullptr) == 0;
+}
+
+void SearchController::setThreadCount(int n) {
+    threadCount = n;
+    mainSearcher->threadCount = n;
+    for (int i = 0; i < MaxWorkers; ++i) {
+        if (i < n - 1) {
+            if (!workers[i]) {
+                workers[i].reset(new Searcher(*mainSearcher, static_cast<unsigned>(i + 1)));
+            } else {
+                workers[i]->threadCount = n;
+            }
+        } else {
+            workers[i].reset();
+        }
+    }
+}

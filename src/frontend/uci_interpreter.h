@@ -1,0 +1,39 @@
+// Turns one line of the UCI protocol (with the engine's own extensions) into an act on the
+// main searcher.
+#pragma once
+
+#include "frontend/command_handler.h"
+
+struct Searcher;
+class Reporter;
+class SearchController;
+
+class UciInterpreter : public CommandHandler {
+  public:
+    UciInterpreter(Searcher* searcher, Reporter* reporter, SearchController* controller,
+                   bool showHiddenOptions);
+    void handleCommand(const char* line) override;
+    // Defined with the option list, in uci_options.cpp.
+    void handleSetOption(const char* line);
+
+    Searcher* searcher;
+    Reporter* reporter;
+    SearchController* controller;
+    bool showHiddenOptions;
+    bool uciChess960 = false;
+
+  private:
+    // Every command that touches search data begins with this: the search that is cut off
+    // prints no bestmove.
+    void stopSilently();
+    void reloadBook();
+    void handlePosition(const char* line);
+    void handleGo(const char* line);
+    void handlePonderHit();
+    void handlePerft(const char* line);
+    // The diagnostic and tool commands; each gets its subsystem here.
+    void handleEval(const char*) {}
+    void handleBook(const char*) {}
+    void handleMat(const char*) {}
+    void handleTestPos(const char*) {}
+};

@@ -1,0 +1,107 @@
+#include "search/table.h"
+
+#include <cstdlib>
+#include <cstring>
+
+TranspositionTable::~TranspositionTable() {
+    std::free(entries);
+}
+
+bool TranspositionTable::allocateTable(size_t bytes) {
+    std::free(entries);
+    entries = nullptr;
+    ttCount = 0;
+    for (;;) {
+        size_t count = bytes / sizeof(TtEntry);
+        if (count < 500) count = 500;
+        // calloc hands out zeroed pages without touching them first.
+        entries = static_cast<TtEntry*>(std::calloc(count, sizeof(TtEntry)));
+        if (entries) {
+            ttCount = count - 2;
+            ttGeneration = 1;
+            ttFresh = 0;
+            return true;
+        }
+        bytes -= bytes >> 4;
+        if (bytes < 12001) return false;
+    }
+}
+
+void TranspositionTable::clearTable() {
+    ttGeneration = 1;
+    ttFresh = 0;
+    if (entries) std::memset(static_cast<void*>(entries), 0, sizeof(TtEntry) * (ttCount + 2));
+}
+
+const TtEntry* TranspositionTable::probe(uint64_t key, int ply, int& score) {
+    if (!entries) return nullptr;
+    TtEntry* e = entries + indexOf(key);
+    for (int i = 0; i < 3; ++i, ++e) {
+        if (e->key != key) continue;
+        if (e->generation != ttGeneration) {
+            ++ttFresh;
+            e->generation = ttGeneration;
+        }
+        score = e->score;
+        if (score < -399999)
+            score += ply;
+        else if (score >= 400000)
+            score -= ply;
+        return e;
+    }
+    return nullptr;
+}
+
+bool TranspositionTable::probeEntry(uint64_t key, int ply, Move& move, int& score, int& flags) {
+    const TtEntry* e = probe(key, ply, score);
+    if (!e) return false;
+    move = e->move;
+    flags = e->flags;
+    return true;
+}
+
+void TranspositionTable::storeEntry(uint64_t key, Move move, int score, int flags, int ply) {
+    if (!entries) return;
+    if (score < -399999) score -= ply;
+    if (score >= 400000) score += ply;
+    TtEntry* bucket = entries + indexOf(key);
+    for (int i = 0; i < 3; ++i) {
+        TtEntry& e = bucket[i];
+        if (e.key != key) continue;
+        if (e.generation != ttGeneration) {
+            ++ttFresh;
+            e.generation = ttGeneration;
+        }
+        // A shallower result keeps the deeper entry's move, score and bound.
+        if (e.flags <= flags) {
+            e.move = move;
+            e.score = score;
+            e.flags = static_cast<int16_t>(flags);
+        }
+        return;
+    }
+    TtEntry* victim;
+    if (bucket[0].generation != ttGeneration) {
+        victim = &bucket[0];
+    } else if (bucket[1].generation != ttGeneration) {
+        victim = &bucket[1];
+    } else if (bucket[2].generation != ttGeneration) {
+        victim = &bucket[2];
+    } else {
+        victim = &bucket[2];
+        if (bucket[1].flags < victim->flags) victim = &bucket[1];
+        if (bucket[0].flags < victim->flags) victim = &bucket[0];
+    }
+    if (victim->generation == ttGeneration && victim->flags > flags) {
+        // The key serves as a coin: a gap of d plies lets the new entry in with
+        // probability about 2^(-4d).
+        const int d = ((victim->flags >> 3) - (flags >> 3)) >> 3;
+        if (d > 5 || (uint64_t{1} << (63 - 4 * d)) <= (key >> 1)) return;
+    }
+    victim->move = move;
+    victim->score = score;
+    victim->key = key;
+    victim->flags = static_cast<int16_t>(flags);
+    if (victim->generation != ttGeneration) ++ttFresh;
+    victim->generation = ttGeneration;
+}
