@@ -101,10 +101,10 @@ TEST(MakeMove, CapturePromotionFillsBothLogsAndRestoresListOrder) {
 
 TEST(MakeMove, Chess960CastlingKeepsKeysExact) {
     const char* cases[][2] = {
-        {"4k3/8/8/8/8/8/8/6KR w H - 0 1", "O-O"},        // king already on g1
-        {"4k3/8/8/8/8/8/8/4KR2 w F - 0 1", "O-O"},       // rook already on f1
-        {"4k3/8/8/8/8/8/8/RK6 w A - 0 1", "O-O-O"},      // king on b1
-        {"4k3/8/8/8/8/8/8/1R1K4 w B - 0 1", "O-O-O"},    // rook next to the path
+        {"4k3/8/8/8/8/8/8/6KR w H - 0 1", "O-O"},      // king already on g1
+        {"4k3/8/8/8/8/8/8/4KR2 w F - 0 1", "O-O"},     // rook already on f1
+        {"4k3/8/8/8/8/8/8/RK6 w A - 0 1", "O-O-O"},    // king on b1
+        {"4k3/8/8/8/8/8/8/1R1K4 w B - 0 1", "O-O-O"},  // rook next to the path
         {"r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1", "O-O-O"},
     };
     for (const auto& c : cases) {
@@ -168,8 +168,8 @@ TEST(MakeMove, PinnedAndAttackedMen) {
     // Knight and bishop are both pinned and attacked; the rook on the king's rank has no
     // enemy behind it.
     Position p = fromFen("4r1k1/8/8/q7/4N3/8/3B4/1R2K2b w - - 0 1");
-    EXPECT_EQ(p.pinnedAttacked, squareBit(squareFromLetters('e', '4')) |
-                                    squareBit(squareFromLetters('d', '2')));
+    EXPECT_EQ(p.pinnedAttacked,
+              squareBit(squareFromLetters('e', '4')) | squareBit(squareFromLetters('d', '2')));
 }
 
 TEST(GameHistory, StopsGrowingAt101AndResetsOnIrreversibleMoves) {
@@ -211,10 +211,10 @@ TEST(DrawState, MaterialAndBlockedPawns) {
 TEST(Validation, MenLimitsAndWaitingSideInCheck) {
     Position p;
     constructPosition(p);
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/P7/PPPPPPPP/4K3 w - - 0 1"), nullptr);   // nine pawns
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/PPPPPPPP/QQ2K3 w - - 0 1"), nullptr);         // 8 + 2 queens
-    EXPECT_NE(parseFen(p, "4k3/8/8/8/8/8/PPPPPPP1/RRR1K3 w - - 0 1"), nullptr);        // 7 + 3 rooks
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/PPPPPPP1/RRRRK3 w - - 0 1"), nullptr);        // 7 + 4 rooks
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/P7/PPPPPPPP/4K3 w - - 0 1"), nullptr);    // nine pawns
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/PPPPPPPP/QQ2K3 w - - 0 1"), nullptr);   // 8 + 2 queens
+    EXPECT_NE(parseFen(p, "4k3/8/8/8/8/8/PPPPPPP1/RRR1K3 w - - 0 1"), nullptr);  // 7 + 3 rooks
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/PPPPPPP1/RRRRK3 w - - 0 1"), nullptr);  // 7 + 4 rooks
     EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K2r b - - 0 1"), nullptr);  // White to wait in check
     EXPECT_EQ(parseFen(p, "8/8/8/8/8/8/8/8/8 w - - 0 1"), nullptr);     // no kings
     EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K2P w - - 0 1"), nullptr);  // pawn on the first rank

@@ -1,10 +1,11 @@
+#include "board/movegen.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "board/makemove.h"
-#include "board/movegen.h"
 #include "board/tables.h"
 #include "board/text.h"
 

@@ -38,10 +38,18 @@ void runSuite(const char* name, bool withTable) {
     }
 }
 
-TEST(PerftSuite, StandardChess) { runSuite("perft-dev.epd", false); }
-TEST(PerftSuite, Chess960ShredderFen) { runSuite("perft960-dev.epd", false); }
-TEST(PerftSuite, Chess960Xfen) { runSuite("perft960-xfen-dev.epd", false); }
-TEST(PerftSuite, TableGivesTheSameCounts) { runSuite("perft-dev.epd", true); }
+TEST(PerftSuite, StandardChess) {
+    runSuite("perft-dev.epd", false);
+}
+TEST(PerftSuite, Chess960ShredderFen) {
+    runSuite("perft960-dev.epd", false);
+}
+TEST(PerftSuite, Chess960Xfen) {
+    runSuite("perft960-xfen-dev.epd", false);
+}
+TEST(PerftSuite, TableGivesTheSameCounts) {
+    runSuite("perft-dev.epd", true);
+}
 
 TEST(PerftSuite, DepthZeroCountsNothing) {
     Position p;

@@ -54,7 +54,8 @@ inline std::string invariantProblem(const Position& p) {
             if (__builtin_popcountll(s.pieces[kind]) != s.pieceCount[kind]) return "count";
             total += s.pieceCount[kind];
             Bitboard listed = 0;
-            for (int i = 0; i < s.pieceCount[kind]; ++i) listed |= Bitboard{1} << s.pieceList[kind][i];
+            for (int i = 0; i < s.pieceCount[kind]; ++i)
+                listed |= Bitboard{1} << s.pieceList[kind][i];
             if (listed != s.pieces[kind]) return "piece list";
         }
         if (men != s.men()) return "men";

@@ -1,3 +1,5 @@
+#include "board/text.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -5,7 +7,6 @@
 
 #include "board/makemove.h"
 #include "board/tables.h"
-#include "board/text.h"
 #include "test_positions.h"
 
 namespace {
@@ -82,12 +83,12 @@ TEST(Fen, CastlingFieldForms) {
 TEST(Fen, Refusals) {
     Position p;
     constructPosition(p);
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3 w - e3 0 1"), nullptr);    // e3 needs Black to move
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3 x - - 0 1"), nullptr);     // side
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3 w KZ - 0 1"), nullptr);    // castling letter
-    EXPECT_EQ(parseFen(p, "4k3/8/8/7/8/8/8/4K3 w - - 0 1"), nullptr);     // short row
-    EXPECT_EQ(parseFen(p, "4k3/9/8/8/8/8/8/4K3 w - - 0 1"), nullptr);     // digit 9
-    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3X w - - 0 1"), nullptr);    // past the board
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3 w - e3 0 1"), nullptr);  // e3 needs Black to move
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3 x - - 0 1"), nullptr);   // side
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3 w KZ - 0 1"), nullptr);  // castling letter
+    EXPECT_EQ(parseFen(p, "4k3/8/8/7/8/8/8/4K3 w - - 0 1"), nullptr);   // short row
+    EXPECT_EQ(parseFen(p, "4k3/9/8/8/8/8/8/4K3 w - - 0 1"), nullptr);   // digit 9
+    EXPECT_EQ(parseFen(p, "4k3/8/8/8/8/8/8/4K3X w - - 0 1"), nullptr);  // past the board
     EXPECT_EQ(parseFen(p, ""), nullptr);
     EXPECT_EQ(parseFen(p, "\x01"), nullptr);
     // Both sides hold rights with kings on different files.
@@ -155,13 +156,13 @@ TEST(MoveText, ReadingAlgebraicTails) {
     EXPECT_TRUE(reads(p, "exd6 e.p."));
     EXPECT_TRUE(reads(p, "exd6ep"));
     EXPECT_TRUE(reads(p, "exd6e. p."));
-    EXPECT_FALSE(reads(p, "exd6+"));           // gives no check
-    EXPECT_FALSE(reads(p, "Ra2ep"));           // not en passant
+    EXPECT_FALSE(reads(p, "exd6+"));  // gives no check
+    EXPECT_FALSE(reads(p, "Ra2ep"));  // not en passant
     EXPECT_TRUE(reads(p, "Ra8+!"));
     EXPECT_TRUE(reads(p, "Ra8+!?"));
-    EXPECT_FALSE(reads(p, "Ra8+!!?"));          // two annotations
-    EXPECT_FALSE(reads(p, "Ra8++"));            // claims mate, is only check
-    EXPECT_FALSE(reads(p, "Ra8+#"));            // two claims
+    EXPECT_FALSE(reads(p, "Ra8+!!?"));  // two annotations
+    EXPECT_FALSE(reads(p, "Ra8++"));    // claims mate, is only check
+    EXPECT_FALSE(reads(p, "Ra8+#"));    // two claims
     EXPECT_TRUE(reads(p, "Ta8+"));
     EXPECT_TRUE(reads(p, "Ra1-b1"));
     EXPECT_TRUE(reads(p, "O-O") && reads(p, "0-0") && reads(p, "O-O", 1) && reads(p, "0-0-0", 1));
@@ -171,18 +172,18 @@ TEST(MoveText, ReadingAlgebraicTails) {
 TEST(MoveText, ReadingCapturesAndCandidates) {
     Position p = fromFen("4k3/8/8/8/8/5p2/8/R3K1NR w K - 0 1");
     EXPECT_TRUE(reads(p, "Nxf3"));
-    EXPECT_FALSE(reads(p, "Nf3"));              // a capture without x
+    EXPECT_FALSE(reads(p, "Nf3"));  // a capture without x
     Position q = fromFen("4k3/8/8/8/8/8/8/R3K1NR w K - 0 1");
-    EXPECT_FALSE(reads(q, "Nxf3"));             // nothing to take: x is an unknown character
+    EXPECT_FALSE(reads(q, "Nxf3"));  // nothing to take: x is an unknown character
     EXPECT_TRUE(reads(q, "Nf3"));
     EXPECT_TRUE(reads(q, "Ng1f3"));
     Position r = fromFen("4k3/8/8/8/8/8/4K3/R6R w - - 0 1");
-    EXPECT_FALSE(reads(r, "Rd1"));              // both rooks reach d1
+    EXPECT_FALSE(reads(r, "Rd1"));  // both rooks reach d1
     EXPECT_TRUE(reads(r, "Rad1"));
     EXPECT_TRUE(reads(r, "Rhd1"));
     EXPECT_EQ(moveText(r, "h1d1", StyleEnglish), "Rhd1");
     Position s = fromFen("4k3/8/8/8/8/8/8/R3K2R w - - 0 1");
-    EXPECT_TRUE(reads(s, "Rd1"));               // the king blocks the h-rook
+    EXPECT_TRUE(reads(s, "Rd1"));  // the king blocks the h-rook
 }
 
 TEST(MoveText, ReadingCoordinates) {
@@ -193,10 +194,10 @@ TEST(MoveText, ReadingCoordinates) {
     ASSERT_TRUE(parseMove(p, "a7a8Q", m, 1));
     EXPECT_EQ(movePromotion(m), Queen);
     EXPECT_FALSE(parseMove(p, "a7a8k", m, 1));
-    ASSERT_TRUE(parseMove(p, "e1g1", m, 1));    // castling as the king's two-square step
+    ASSERT_TRUE(parseMove(p, "e1g1", m, 1));  // castling as the king's two-square step
     EXPECT_EQ(moveTo(m), 63);
-    ASSERT_TRUE(parseMove(p, "e1h1", m, 1));    // or as the king taking its rook
-    EXPECT_FALSE(parseMove(p, "e2e4", m, 1));   // no man there
+    ASSERT_TRUE(parseMove(p, "e1h1", m, 1));   // or as the king taking its rook
+    EXPECT_FALSE(parseMove(p, "e2e4", m, 1));  // no man there
     EXPECT_FALSE(parseMove(p, "e1e3", m, 1));
     EXPECT_FALSE(parseMove(p, "", m, 1));
     EXPECT_FALSE(parseMove(p, "zz", m, 1));
