@@ -1,0 +1,48 @@
+# Convenience front for the CMake build. Everything builds out of tree under build/.
+
+JOBS ?= 2
+CTEST_JOBS ?= 1
+CMAKE ?= cmake
+CTEST ?= ctest
+CLANG_FORMAT ?= clang-format
+
+RELEASE_DIR := build/release
+SANITIZE_DIR := build/sanitize
+
+.PHONY: all run test sanitize bench format clean
+
+all: $(RELEASE_DIR)/CMakeCache.txt
+	$(CMAKE) --build $(RELEASE_DIR) --target zelmark -j $(JOBS)
+
+$(RELEASE_DIR)/CMakeCache.txt:
+	$(CMAKE) -S . -B $(RELEASE_DIR) -DCMAKE_BUILD_TYPE=Release
+
+$(SANITIZE_DIR)/CMakeCache.txt:
+	$(CMAKE) -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELMARK_SANITIZE=ON
+
+run: all
+	./$(RELEASE_DIR)/zelmark
+
+test: $(RELEASE_DIR)/CMakeCache.txt
+	$(CMAKE) --build $(RELEASE_DIR) -j $(JOBS)
+	$(CTEST) --test-dir $(RELEASE_DIR) --output-on-failure --no-tests=error -j $(CTEST_JOBS)
+
+# Optimised with debug information rather than -O0: the sanitizers still see everything and
+# the larger tests stay fast enough.
+sanitize: $(SANITIZE_DIR)/CMakeCache.txt
+	$(CMAKE) --build $(SANITIZE_DIR) -j $(JOBS)
+	ASAN_OPTIONS=strict_string_checks=1:detect_stack_use_after_return=1 \
+	UBSAN_OPTIONS=print_stacktrace=1 \
+	$(CTEST) --test-dir $(SANITIZE_DIR) --output-on-failure --no-tests=error -j $(CTEST_JOBS)
+
+# Builds the programs in tools/ (one per source file) and runs the perft speed benchmark.
+bench: $(RELEASE_DIR)/CMakeCache.txt
+	$(CMAKE) --build $(RELEASE_DIR) --target tools -j $(JOBS)
+	if [ -x $(RELEASE_DIR)/perftbench ]; then ./$(RELEASE_DIR)/perftbench; fi
+
+format:
+	find $(wildcard src tests tools) \( -name '*.cpp' -o -name '*.h' \) -print0 | \
+		xargs -0 -r $(CLANG_FORMAT) -i
+
+clean:
+	rm -rf build
