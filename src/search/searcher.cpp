@@ -93,32 +93,6 @@ void Searcher::ponderHit() {
         stopRequested.store(true, std::memory_order_relaxed);
 }
 
-void Searcher::buildRootList(const char* filterText, bool exclude) {
-    restrictedRoot = filterText != nullptr;
-    rootCount = 0;
-    MoveEntry list[MaxMovesPerPosition];
-    MoveEntry* end = generateMoves(position, GenAll, list);
-    UndoRecord undo;
-    for (MoveEntry* e = list; e < end && rootCount < MaxRootMoves; ++e) {
-        beginUndo(undo, position);
-        if (!makeIfKingSafe(position, e->move, undo)) continue;
-        undoMove(undo);
-        if (filterText) {
-            char text[16];
-            // The filter holds coordinate texts; castling appears as the king's two-square step
-            // in standard chess, so test the text the front end would send.
-            writeMove(position, e->move, StyleCoordinates, text);
-            const bool listed = std::strstr(filterText, text) != nullptr;
-            if (listed == exclude) continue;
-        }
-        RootMove& r = rootMoves[rootCount++];
-        r.move = e->move;
-        r.score = TableMissRootScore;
-        r.nodeShare = 0.01;
-        r.raisedAlpha = false;
-    }
-}
-
 // Option hooks: the table, the evaluation options, the bitbases and the book are wired here
 // as those parts arrive.
 void Searcher::resizeTable(size_t bytes) {
@@ -141,11 +115,4 @@ bool Searcher::prepareBook() {
 
 int tableFillPermill(const Searcher& searcher) {
     return searcher.table ? searcher.table->hashfullPermill() : 0;
-}
-
-int extractPv(Searcher& searcher, Move* movesOut, int maxLength, const Move* firstMove) {
-    const Move first = firstMove ? *firstMove : searcher.rootBestMove;
-    if (!first || maxLength < 1) return 0;
-    movesOut[0] = first;
-    return 1;
 }

@@ -9,10 +9,12 @@
 #include "board/makemove.h"
 #include "board/move.h"
 #include "board/position.h"
+#include "eval/evaluator.h"
 #include "frontend/reporter.h"
 #include "search/history.h"
 
 class SearchClock;
+class MoveGenerator;
 class TranspositionTable;
 class OpeningBook;
 class BitbaseStore;
@@ -102,6 +104,8 @@ struct Searcher : Game {
     MoveEntry* arenaTop;
     MoveEntry arena[ArenaSize];
 
+    Evaluator evaluator;
+
     TranspositionTable* table = nullptr;
     OpeningBook* book = nullptr;
     BitbaseStore* bitbases = nullptr;
@@ -131,6 +135,21 @@ struct Searcher : Game {
     // Builds the root list of legal moves; with a filter text, a move stays when finding its
     // coordinate text in the filter differs from `exclude`.
     void buildRootList(const char* filterText, bool exclude);
+
+    // The search proper. `us` and `them` are the side to move and the other side.
+    int nodeSearch(SideState& us, SideState& them, int alpha, int beta, int depth);
+    int quiescence(SideState& us, SideState& them, int alpha, int beta, int depth);
+    int rootSearch(int depth);
+    void sortRootMoves();
+    void lookUpPonderMove();
+    // A shallow quiet test for the material tools: true when quiescence stays inside
+    // (eval - 1, eval + 1).
+    bool quietPosition(int* score);
+    // Clears the ordering memory and the frames, as at the start of every search.
+    void resetSearchState();
+    // Looks into the table before the first move of a node; restarts the picker with the most
+    // promising move. True if one was found.
+    bool prescanChildren(MoveGenerator& gen, int beta, int depth);
 
     // Option hooks. Callers stop any search first where the option touches search data.
     void resizeTable(size_t bytes);
