@@ -96,6 +96,47 @@ void SearchController::searchBody() {
     }
 }
 
+void* SearchController::workerThreadEntry(void* worker) {
+    runSearch(*static_cast<Searcher*>(worker), nullptr);
+    return nullptr;
+}
+
+void SearchController::launchWorkers() {
+    if (threadCount < 2) return;
+    workerLimits.startClock();
+    for (int i = 0; i < threadCount - 1 && i < MaxWorkers; ++i) {
+        Searcher* worker = workers[i].get();
+        if (!worker) continue;
+        worker->copyStateFrom(*mainSearcher);
+        worker->limits = &workerLimits;
+        worker->searchRunning.store(false, Relaxed);
+        pthread_attr_t attributes;
+        if (pthread_attr_init(&attributes) != 0) continue;
+        pthread_attr_setstacksize(&attributes, SearchThreadStackBytes);
+        workerRunning[i] =
+            pthread_create(&workerThreads[i], &attributes, workerThreadEntry, worker) == 0;
+        pthread_attr_destroy(&attributes);
+    }
+}
+
+void SearchController::stopWorkers() {
+    bool any = false;
+    for (int i = 0; i < MaxWorkers; ++i) {
+        if (!workerRunning[i]) continue;
+        Searcher* worker = workers[i].get();
+        worker->searchRunning.store(false, Relaxed);
+        worker->ponderRequested.store(false, Relaxed);
+        worker->stopRequested.store(true, Relaxed);
+        any = true;
+    }
+    for (int i = 0; i < MaxWorkers; ++i) {
+        if (!workerRunning[i]) continue;
+        pthread_join(workerThreads[i], nullptr);
+        workerRunning[i] = false;
+    }
+    if (any) workerLimits.stopClock();
+}
+
 bool SearchController::stop() {
     mainSearcher->searchRunning.store(false, Relaxed);
     mainSearcher->ponderRequested.store(false, Relaxed);

@@ -60,7 +60,10 @@ class SearchController {
     static void* searchThreadEntry(void* controller);
     void searchBody();
     void reapRing();
-    // The parallel search starts and ends its workers here.
-    void launchWorkers() {}
-    void stopWorkers() {}
+    // Workers run the whole iterative deepening on their own searchers, from the same root;
+    // they meet the main search only in the shared table.
+    void launchWorkers();
+    void stopWorkers();
+    static void* workerThreadEntry(void* worker);
+    bool workerRunning[MaxWorkers] = {};
 };

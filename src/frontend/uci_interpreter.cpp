@@ -106,7 +106,7 @@ void UciInterpreter::handleCommand(const char* line) {
     } else if (std::strcmp(word, "mat") == 0) {
         handleMat(line);
     } else if (std::strcmp(word, "eval") == 0) {
-        handleEval(line);
+        handleEval();
     } else if (std::strcmp(word, "testpos") == 0) {
         handleTestPos(skipChars(line, 8));
     }
@@ -275,4 +275,22 @@ void UciInterpreter::handlePerft(const char* line) {
         reporter->writeLine(text.c_str());
         undoMove(undo);
     }
+}
+
+void UciInterpreter::handleEval() {
+    // The search thread owns the evaluator's caches while it runs.
+    stopSilently();
+    Searcher& s = *searcher;
+    const long e = s.evaluator.evaluate(s.position);
+    const long r = e > 0 ? e - 1 : (e < 0 ? e + 1 : 0);
+    const long m = s.evaluator.materialValue(false);
+    const long p = s.position.whiteToMove ? r - m : r + m;
+    long d = e - p;
+    if (d == 1 || d == -1) d = 0;
+    const long v = e > 0 ? e + 9 : (e < 0 ? e - 9 : 0);
+    char text[96];
+    std::snprintf(text, sizeof text, "info score cp %ld", v / 10);
+    reporter->writeLine(text);
+    std::snprintf(text, sizeof text, "info string value %ld mat %ld", v, d);
+    reporter->writeLine(text);
 }

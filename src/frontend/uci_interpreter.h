@@ -32,7 +32,7 @@ class UciInterpreter : public CommandHandler {
     void handlePonderHit();
     void handlePerft(const char* line);
     // The diagnostic and tool commands; each gets its subsystem here.
-    void handleEval(const char*) {}
+    void handleEval();
     void handleBook(const char*) {}
     void handleMat(const char*) {}
     void handleTestPos(const char*) {}

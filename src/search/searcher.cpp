@@ -75,6 +75,10 @@ void Searcher::copyStateFrom(const Searcher& source) {
     ponderRequested.store(false, std::memory_order_relaxed);
     gameFollower = nullptr;
     reporter = &nullReporter;
+    // The setters clear the caches when a value changes.
+    evaluator.setNeuroMaterial(source.evaluator.netStrength);
+    evaluator.setNeuroWidth(source.evaluator.netBalance);
+    setMaterialFile(source.evaluator.materialFileName.c_str());
 }
 
 void Searcher::setReporter(Reporter* r) {
@@ -103,8 +107,12 @@ void Searcher::clearTable() {
     if (table) table->clearTable();
 }
 
-void Searcher::setNeuroMaterial(int) {}
-void Searcher::setNeuroWidth(int) {}
+void Searcher::setNeuroMaterial(int share) {
+    evaluator.setNeuroMaterial(share);
+}
+void Searcher::setNeuroWidth(int width) {
+    evaluator.setNeuroWidth(width);
+}
 void Searcher::setMaterialFile(const char*) {}
 void Searcher::setBitbaseCache(size_t) {}
 void Searcher::setBitbasePath(const char*) {}
