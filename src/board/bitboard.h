@@ -10,8 +10,8 @@ constexpr Bitboard FileA = 0x0101010101010101ULL;
 constexpr Bitboard FileH = 0x8080808080808080ULL;
 constexpr Bitboard RankOne = 0xff00000000000000ULL;
 constexpr Bitboard RankEight = 0x00000000000000ffULL;
-constexpr Bitboard LightSquares = 0x55aa55aa55aa55aaULL;
-constexpr Bitboard DarkSquares = 0xaa55aa55aa55aa55ULL;
+constexpr Bitboard LightSquares = 0xaa55aa55aa55aa55ULL;  // a8 and h1 are light
+constexpr Bitboard DarkSquares = 0x55aa55aa55aa55aaULL;
 constexpr Bitboard InnerSquares = 0x007e7e7e7e7e7e00ULL;
 
 constexpr Bitboard squareBit(int square) {

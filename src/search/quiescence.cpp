@@ -99,7 +99,7 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
             if (them.pieces[Bishop] & them.enemyAttacks) {
                 ManRemoved removed(them, Bishop);
                 const Bitboard bishops = them.pieces[Bishop];
-                for (const Bitboard colour : {DarkSquares, LightSquares}) {
+                for (const Bitboard colour : {LightSquares, DarkSquares}) {
                     const Bitboard these = bishops & colour;
                     if (!these) continue;
                     them.pieces[Bishop] = bishops & ~colour;
