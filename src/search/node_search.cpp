@@ -196,11 +196,11 @@ bool Searcher::prescanChildren(MoveGenerator& gen, int beta, int depth) {
                     settled = true;
                 }
             }
-            int score = 0;
-            const TtEntry* entry =
-                settled ? nullptr : table->probe(position.hashKey, ply + 1, score);
-            if (entry && score <= limit && (entry->flags & BoundMask) != BoundLower) {
-                const int entryDepth = entry->flags >> 3;
+            TtEntry entry;
+            const bool found = !settled && table->probe(position.hashKey, ply + 1, entry);
+            const int score = entry.score;
+            if (found && score <= limit && (entry.flags & BoundMask) != BoundLower) {
+                const int entryDepth = entry.flags >> 3;
                 if (score < -399999) {
                     first = m;
                     done = true;
@@ -279,11 +279,12 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     int workingEval = e;
     Move hashMove = NoMove;
 
-    int tableScore = 0;
-    if (const TtEntry* entry = table->probe(position.hashKey, ply, tableScore)) {
-        const int bound = entry->flags & BoundMask;
-        const int entryDepth = entry->flags >> 3;
-        const Move entryMove = entry->move;
+    TtEntry entry;
+    if (table->probe(position.hashKey, ply, entry)) {
+        const int tableScore = entry.score;
+        const int bound = entry.flags & BoundMask;
+        const int entryDepth = entry.flags >> 3;
+        const Move entryMove = entry.move;
         if (entryDepth >= depth &&
             (bound == BoundExact ||
              (nullWindow && ((tableScore >= beta && bound != BoundUpper) ||
@@ -292,7 +293,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
             --ply;
             return tableScore;
         }
-        if (entry->flags & FlagMateThreat) {
+        if (entry.flags & FlagMateThreat) {
             ext += 2;
             ttFlag = true;
             nullAllowed = false;

@@ -55,11 +55,12 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     }
     frame.key = position.hashKey;
     Move hashMove = NoMove;
-    int tableScore = 0;
-    if (const TtEntry* entry = table->probe(position.hashKey, ply, tableScore)) {
-        const int bound = entry->flags & BoundMask;
-        const Move entryMove = entry->move;
-        if ((entry->flags >> 3) >= depth &&
+    TtEntry entry;
+    if (table->probe(position.hashKey, ply, entry)) {
+        const int tableScore = entry.score;
+        const int bound = entry.flags & BoundMask;
+        const Move entryMove = entry.move;
+        if ((entry.flags >> 3) >= depth &&
             (bound == BoundExact ||
              (beta == alpha + 1 && ((tableScore >= beta && bound != BoundUpper) ||
                                     (tableScore <= alpha && bound == BoundUpper))))) {

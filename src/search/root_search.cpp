@@ -38,14 +38,13 @@ struct RootMoveOrder {
         return 1000.0 * share + r.score;
     }
 
-    const TtEntry* childEntry(Move m) const {
+    bool childEntry(Move m, TtEntry& hit) const {
         UndoRecord u;
         beginUndo(u, *position);
         makeMove(*position, position->toMove(), position->notToMove(), m, u);
-        int score = 0;
-        const TtEntry* e = table->probe(position->hashKey, 1, score);
+        const bool found = table->probe(position->hashKey, 1, hit);
         undoMove(u);
-        return e;
+        return found;
     }
 
     bool operator()(const RootMove& a, const RootMove& b) const {
@@ -53,12 +52,10 @@ struct RootMoveOrder {
         if (a.raisedAlpha && a.score != b.score) return a.score > b.score;
         const double ka = key(a), kb = key(b);
         if (ka != kb) return ka > kb;
-        const TtEntry* ea = childEntry(a.move);
-        if (!ea) return false;
-        const int16_t fa = ea->flags;
-        const TtEntry* eb = childEntry(b.move);
-        if (!eb) return true;
-        return fa > eb->flags;
+        TtEntry ea, eb;
+        if (!childEntry(a.move, ea)) return false;
+        if (!childEntry(b.move, eb)) return true;
+        return ea.flags > eb.flags;
     }
 };
 
@@ -90,8 +87,8 @@ void Searcher::buildRootList(const char* filterText, bool exclude) {
     for (MoveEntry* e = list; e < end && rootCount < MaxRootMoves; ++e) {
         beginUndo(undo, position);
         if (!makeIfKingSafe(position, e->move, undo)) continue;
-        int childScore = 0;
-        const TtEntry* entry = table ? table->probe(position.hashKey, 1, childScore) : nullptr;
+        TtEntry entry;
+        const bool found = table && table->probe(position.hashKey, 1, entry);
         undoMove(undo);
         if (filterText) {
             char text[16];
@@ -102,8 +99,8 @@ void Searcher::buildRootList(const char* filterText, bool exclude) {
         RootMove& r = rootMoves[rootCount++];
         r.move = e->move;
         // The child's entry speaks for the side to move there; the root sees it negated.
-        r.score = entry ? -childScore : TableMissRootScore;
-        r.nodeShare = entry ? 0.1 : 0.01;
+        r.score = found ? -entry.score : TableMissRootScore;
+        r.nodeShare = found ? 0.1 : 0.01;
         r.raisedAlpha = false;
     }
 }
@@ -147,18 +144,18 @@ int extractPv(Searcher& s, Move* movesOut, int maxLength, const Move* firstMove)
         for (int back = 4; back <= length && !repeated; back += 2)
             repeated = keys[length - back] == p.hashKey;
         if (repeated || length >= maxLength) break;
-        int score = 0;
-        const TtEntry* e = s.table ? s.table->probe(p.hashKey, length, score) : nullptr;
-        if (!e || !moveFromTo(e->move)) break;
+        TtEntry e;
+        if (!s.table || !s.table->probe(p.hashKey, length, e) || !moveFromTo(e.move)) break;
+        const int score = e.score;
         if (length == 1) {
             expected = score;
         } else {
             expected = -expected;
             if (expected > 400000) ++expected;
             if (expected < -400000) --expected;
-            if (score != expected && (e->flags & BoundMask) != BoundExact) break;
+            if (score != expected && (e.flags & BoundMask) != BoundExact) break;
         }
-        movesOut[length++] = e->move;
+        movesOut[length++] = e.move;
     }
     if (updatePonder && length >= 2) s.ponderMove = movesOut[1];
     return length;
@@ -169,9 +166,10 @@ void Searcher::lookUpPonderMove() {
     UndoRecord u;
     beginUndo(u, position);
     if (!makeLegal(position, rootBestMove, u)) return;
-    int score = 0;
-    const TtEntry* e = table->probe(position.hashKey, 1, score);
-    if (e && moveFromTo(e->move) && isLegalFromTo(position, e->move)) ponderMove = e->move;
+    TtEntry e;
+    if (table->probe(position.hashKey, 1, e) && moveFromTo(e.move) &&
+        isLegalFromTo(position, e.move))
+        ponderMove = e.move;
     undoMove(u);
 }
 
@@ -295,14 +293,15 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             s.evaluator.clearCaches();
         }
         int lastScore = 0;
-        int tableScore = 0;
-        const TtEntry* entry = s.table->probe(s.position.hashKey, 0, tableScore);
-        if (entry && (entry->flags & BoundMask) != BoundUpper) {
+        TtEntry entry;
+        if (s.table->probe(s.position.hashKey, 0, entry) &&
+            (entry.flags & BoundMask) != BoundUpper) {
+            const int tableScore = entry.score;
             int highest = TableMissRootScore;
             RootMove* found = nullptr;
             for (int i = 0; i < s.rootCount; ++i) {
                 if (s.rootMoves[i].score > highest) highest = s.rootMoves[i].score;
-                if (s.rootMoves[i].move == entry->move) found = &s.rootMoves[i];
+                if (s.rootMoves[i].move == entry.move) found = &s.rootMoves[i];
             }
             if (found) {
                 found->score = highest + 1;

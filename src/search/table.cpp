@@ -33,8 +33,8 @@ void TranspositionTable::clearTable() {
     if (entries) std::memset(static_cast<void*>(entries), 0, sizeof(TtEntry) * (ttCount + 2));
 }
 
-const TtEntry* TranspositionTable::probe(uint64_t key, int ply, int& score) {
-    if (!entries) return nullptr;
+bool TranspositionTable::probe(uint64_t key, int ply, TtEntry& hit) {
+    if (!entries) return false;
     TtEntry* e = entries + indexOf(key);
     for (int i = 0; i < 3; ++i, ++e) {
         if (e->key != key) continue;
@@ -42,21 +42,22 @@ const TtEntry* TranspositionTable::probe(uint64_t key, int ply, int& score) {
             ++ttFresh;
             e->generation = ttGeneration;
         }
-        score = e->score;
-        if (score < -399999)
-            score += ply;
-        else if (score >= 400000)
-            score -= ply;
-        return e;
+        hit = *e;
+        if (hit.score < -399999)
+            hit.score += ply;
+        else if (hit.score >= 400000)
+            hit.score -= ply;
+        return true;
     }
-    return nullptr;
+    return false;
 }
 
 bool TranspositionTable::probeEntry(uint64_t key, int ply, Move& move, int& score, int& flags) {
-    const TtEntry* e = probe(key, ply, score);
-    if (!e) return false;
-    move = e->move;
-    flags = e->flags;
+    TtEntry hit;
+    if (!probe(key, ply, hit)) return false;
+    move = hit.move;
+    score = hit.score;
+    flags = hit.flags;
     return true;
 }
 

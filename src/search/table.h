@@ -38,9 +38,10 @@ class TranspositionTable {
     size_t indexOf(uint64_t key) const {
         return static_cast<size_t>(((key & 0x3fffffff) * ttCount) >> 30);
     }
-    // Finds the entry of `key`, refreshes its generation and returns its score relative to a
-    // node at `ply`. Null on a miss.
-    const TtEntry* probe(uint64_t key, int ply, int& score);
+    // Finds the entry of `key`, refreshes its generation and copies it to `hit`, with the
+    // score relative to a node at `ply`. The copy is taken here, in one place, since other
+    // threads may write the entry at any time.
+    bool probe(uint64_t key, int ply, TtEntry& hit);
     bool probeEntry(uint64_t key, int ply, Move& move, int& score, int& flags);
     void storeEntry(uint64_t key, Move move, int score, int flags, int ply);
     void newGeneration() {
