@@ -377,6 +377,14 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             lastScore = score;
         }
     }
+    // A stop that came before the first move was searched leaves no best move; the front end
+    // still waits for one, so the root move that looked best when the list was built answers.
+    if (isMain && !moveFromTo(s.rootBestMove) && s.rootCount > 0) {
+        const RootMove* chosen = s.rootMoves;
+        for (int i = 1; i < s.rootCount; ++i)
+            if (s.rootMoves[i].score > chosen->score) chosen = &s.rootMoves[i];
+        s.rootBestMove = chosen->move;
+    }
     s.waitWhilePondering();
     return !stopped(s);
 }

@@ -161,3 +161,16 @@ TEST(Search, NodesAndMateLimits) {
     lines = searchUntilBestMove(engine, "go mate 1");
     EXPECT_EQ(lines.back().substr(0, 13), "bestmove a1a8");
 }
+
+TEST(Search, StopRightAfterGoStillAnswersWithAMove) {
+    EngineProcess engine;
+    startUci(engine);
+    for (int i = 0; i < 5; ++i) {
+        engine.send("position startpos moves e2e4");
+        engine.send(i % 2 ? "go ponder wtime 1000 btime 1000" : "go infinite");
+        engine.send("stop");
+        const std::vector<std::string> lines = engine.readUntil("bestmove", 5000);
+        ASSERT_FALSE(lines.empty());
+        EXPECT_TRUE(isBestMoveLine(lines.back())) << lines.back();
+    }
+}
