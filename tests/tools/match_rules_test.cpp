@@ -1,0 +1,180 @@
+// The driver's bookkeeping without processes: clocks, score adjudication, Elo, the command
+// line, and the opening files that ship with the tool.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../../tools/match/driver.h"
+
+namespace {
+
+constexpr int64_t Ms = 1000;
+
+TEST(GameClock, LagIsForgivenOncePerGameNotPerMove) {
+    match::GameClock clock(1000 * Ms, 10 * Ms, 50 * Ms);
+    EXPECT_EQ(clock.allowanceUs(true), 1050 * Ms);
+    EXPECT_TRUE(clock.charge(true, 1050 * Ms));  // exactly at the allowance
+    EXPECT_EQ(clock.left(true), -40 * Ms);       // the overrun stays, the increment is added
+    EXPECT_EQ(clock.reportedMs(true), 1);        // engines are never told zero or less
+    EXPECT_EQ(clock.left(false), 1000 * Ms);     // only the mover's clock runs
+    EXPECT_FALSE(clock.charge(true, 10 * Ms + 1));
+}
+
+TEST(ScoreAdjudicator, ResignNeedsBothEnginesForTheStreakAndDrawWaitsForItsMove) {
+    const match::ScoreRule resign{0, 3, 500}, draw{40, 2, 10}, off{};
+    match::ScoreAdjudicator a(resign, off), doubt(resign, off), level(off, draw);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_FALSE(a.check(10).over());
+        a.record(true, true, 600);
+        a.record(false, true, -700);
+        doubt.record(true, i != 1, 600);  // one move without a score breaks the streak
+        doubt.record(false, true, -700);
+        level.record(true, true, -10);
+        level.record(false, true, 5);
+    }
+    EXPECT_EQ(a.check(10).outcome, match::Outcome::WhiteWins);
+    EXPECT_FALSE(doubt.check(10).over());
+    EXPECT_FALSE(level.check(39).over());
+    EXPECT_EQ(level.check(40).ending, match::Ending::AdjudicatedDraw);
+}
+
+TEST(InfoLines, ScoreOfThePrincipalLine) {
+    int score = 0;
+    EXPECT_TRUE(match::parseInfoScore("info depth 9 multipv 1 score cp -35 lowerbound", score));
+    EXPECT_EQ(score, -35);
+    EXPECT_FALSE(match::parseInfoScore("info depth 9 multipv 2 score cp 80", score));
+    EXPECT_FALSE(match::parseInfoScore("info depth 9 nodes 5", score));
+    ASSERT_TRUE(match::parseInfoScore("info score mate 3", score));
+    const int mateIn3 = score;
+    ASSERT_TRUE(match::parseInfoScore("info score mate 5", score));
+    EXPECT_GT(mateIn3, score);
+    EXPECT_GT(score, 10000);
+}
+
+TEST(EloEstimate, KnownCounts) {
+    const match::EloEstimate even = match::trinomialElo(50, 0, 50);
+    EXPECT_NEAR(even.elo, 0, 1e-9);
+    EXPECT_NEAR(even.margin, 68.99, 0.01);
+    const match::EloEstimate ahead = match::trinomialElo(60, 20, 20);
+    EXPECT_NEAR(ahead.score, 0.7, 1e-12);
+    EXPECT_NEAR(ahead.elo, 147.19, 0.01);
+    EXPECT_NEAR(ahead.margin, 66.01, 0.01);
+    EXPECT_NEAR(match::trinomialElo(30, 40, 30).margin, 53.16, 0.01);  // draws narrow it
+
+    const int pairs[5] = {5, 20, 40, 25, 10};
+    const match::EloEstimate penta = match::pentanomialElo(pairs);
+    EXPECT_NEAR(penta.elo, 26.11, 0.01);
+    EXPECT_NEAR(penta.margin, 34.83, 0.01);
+    EXPECT_EQ(penta.samples, 100);
+
+    EXPECT_EQ(match::formatElo(match::trinomialElo(3, 0, 0).margin), "+inf");
+    EXPECT_EQ(match::formatElo(match::trinomialElo(0, 4, 0).elo), "0.0");
+    EXPECT_NEAR(match::likelihoodOfSuperiority(60, 20), 0.999996, 1e-6);
+}
+
+TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
+    match::MatchSettings s;
+    std::string error;
+    ASSERT_EQ(match::parseArguments(
+                  {"-engine",      "./a --flag", "name=A",    "Hash=16",     "ponder=true",
+                   "--engine",     "./b",        "Threads=2", "-each",       "Hash=8",
+                   "Ponder=false", "-tc",        "1+0.01",    "-rounds",     "100",
+                   "--variant",    "960",        "-resign",   "movecount=3", "score=600"},
+                  s, error),
+              match::ParseResult::Run)
+        << error;
+    using Options = std::vector<std::pair<std::string, std::string>>;
+    EXPECT_EQ(s.engines[0].command, "./a --flag");
+    EXPECT_TRUE(s.engines[0].ponder);  // its own setting wins over -each
+    EXPECT_EQ(s.engines[0].options, (Options{{"Hash", "8"}, {"Hash", "16"}}));
+    EXPECT_FALSE(s.engines[1].ponder);
+    EXPECT_EQ(s.engines[1].threads, 2);
+    EXPECT_EQ(s.games, 200);
+    EXPECT_DOUBLE_EQ(s.incrementSeconds, 0.01);
+    EXPECT_TRUE(s.chess960);
+    EXPECT_EQ(s.resign.score, 600);
+
+    for (const std::vector<std::string>& bad : std::vector<std::vector<std::string>>{
+             {"-engine", "./a"},
+             {"-engine", "./a", "-engine", "./b", "-concurrency", "2"},
+             {"-engine", "./a", "-engine", "./b", "-tc", "0+1"},
+             {"-engine", "./a", "ponder=maybe", "-engine", "./b"},
+             {"-engine", "./a", "-engine", "./b", "-resign", "score=600"},
+             {"-engine", "./a", "-engine", "./b", "stray"}}) {
+        EXPECT_EQ(match::parseArguments(bad, s, error), match::ParseResult::Error) << bad.back();
+    }
+}
+
+// Each position of an opening file with the comment line above it.
+std::vector<std::pair<std::string, std::string>> readOpenings(const char* name) {
+    const std::string file = __FILE__;
+    const std::string path = file.substr(0, file.rfind("tests/tools/")) + "tools/" + name;
+    std::vector<std::string> fens;
+    std::string error;
+    EXPECT_TRUE(match::loadOpenings(path, fens, error)) << error;
+    std::vector<std::pair<std::string, std::string>> list;
+    std::ifstream in(path);
+    for (std::string line, previous; std::getline(in, line); previous = line)
+        if (!line.empty() && line[0] != '#') list.emplace_back(previous, line);
+    EXPECT_EQ(list.size(), fens.size());
+    return list;
+}
+
+TEST(Openings, StandardFileHoldsTheLinesItsCommentsName) {
+    const auto openings = readOpenings("openings.txt");
+    EXPECT_GE(openings.size(), 40u);
+    EXPECT_LE(openings.size(), 100u);
+    std::set<std::string> seen;
+    for (const auto& [comment, fen] : openings) {
+        // "# Name: 1. e4 e5 2. Nf3": replay the moves and compare all six FEN fields.
+        std::istringstream words(comment.substr(comment.find(": ") + 2));
+        Game g;
+        constructGame(g);
+        ASSERT_TRUE(setGameFromFen(g, match::StandardStartFen));
+        int plies = 0;
+        for (std::string w; words >> w;) {
+            Move m;
+            if (w.back() == '.') continue;
+            ASSERT_TRUE(parseMove(g.position, w.c_str(), m, 0)) << comment;
+            gameMakeMove(g, m);
+            ++plies;
+        }
+        EXPECT_TRUE(plies >= 2 && plies <= 8) << comment;
+        char text[128];
+        writeFullFen(g, text);
+        // The board keeps no move number; the half-move clock is its own.
+        const std::string full = text;
+        EXPECT_EQ(fen, full.substr(0, full.rfind(' ')) + " " + std::to_string(plies / 2 + 1))
+            << comment;
+        EXPECT_TRUE(seen.insert(fen.substr(0, fen.find(' '))).second) << comment;
+        match::Referee r;
+        ASSERT_TRUE(r.reset(fen, false));
+        EXPECT_FALSE(r.verdict().over()) << fen;
+    }
+    // EPD lines lose their operations and get counters.
+    EXPECT_EQ(match::normaliseOpening("8/8/8/4k3/8/8/4K3/8 w - - bm Kd3; id \"x\";"),
+              "8/8/8/4k3/8/8/4K3/8 w - - 0 1");
+}
+
+TEST(Openings, Chess960FileHoldsNumberedStartPositionsWithFileLetters) {
+    const auto openings = readOpenings("openings960.txt");
+    EXPECT_GE(openings.size(), 18u);
+    for (const auto& [comment, fen] : openings) {
+        Position expected, actual;
+        constructPosition(expected);
+        constructPosition(actual);
+        setChess960Position(expected, std::stoul(comment.substr(comment.rfind(' '))));
+        ASSERT_NE(parseFen(actual, fen.c_str()), nullptr) << fen;
+        EXPECT_TRUE(actual.fenFileLetters && actual.castling == 15) << fen;
+        char a[100], e[100];
+        writeFen(actual, a);
+        writeFen(expected, e);
+        EXPECT_STREQ(a, e) << comment;
+    }
+}
+
+}  // namespace
