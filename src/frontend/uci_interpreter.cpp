@@ -220,13 +220,9 @@ void UciInterpreter::handleGo(const char* line) {
 }
 
 void UciInterpreter::handlePonderHit() {
-    Searcher& s = *searcher;
-    s.ponderRequested.store(false, Relaxed);
-    // Without a best move the search goes on until it has one.
-    if (moveFromTo(s.rootBestMove) == 0) return;
-    if (s.searchRunning.load(Relaxed) && !controller->limits->timeUsedUpAfterPonder()) return;
-    // The time ran out while pondering: play at once.
-    s.stopRequested.store(true, Relaxed);
+    // Without a best move the search goes on until it has one; with the time used up while
+    // pondering, the move is played at once.
+    searcher->ponderHit();
 }
 
 void UciInterpreter::handlePerft(const char* line) {

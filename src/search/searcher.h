@@ -53,6 +53,17 @@ struct RootMove {
     bool raisedAlpha;
 };
 
+// A move that the command thread reads while the search thread writes it: a relaxed atomic
+// that reads and assigns like a plain Move.
+struct SharedMove {
+    std::atomic<Move> value{NoMove};
+    operator Move() const { return value.load(std::memory_order_relaxed); }
+    SharedMove& operator=(Move m) {
+        value.store(m, std::memory_order_relaxed);
+        return *this;
+    }
+};
+
 struct MultiPvEntry {
     Move move;
     int32_t score;
@@ -89,7 +100,7 @@ struct Searcher : Game {
 
     bool firstIteration = true;
     bool failedLow = false;
-    Move rootBestMove = NoMove;
+    SharedMove rootBestMove;
     Move ponderMove = NoMove;
 
     HistoryTable history[2];  // 0 Black, 1 White

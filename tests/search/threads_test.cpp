@@ -57,7 +57,7 @@ TEST(Threads, TwoThreadsFinishADepthSearch) {
     ThreadedSearch t;
     t.controller->setThreadCount(2);
     t.setPosition(Middlegame);
-    ASSERT_TRUE(t.controller->launch(false, 0, 0, 0, 7, 0, 0, 0, false));
+    ASSERT_TRUE(t.controller->launch(false, 0, 0, 0, 5, 0, 0, 0, false));
     EXPECT_TRUE(t.waitForMoves(1, 60000));
     t.controller->stop();
     EXPECT_EQ(t.reporter.bestMoves, 1);
