@@ -266,7 +266,8 @@ int Searcher::rootSearch(int depth) {
 }
 
 bool runSearch(Searcher& s, SearchClock* limits) {
-    if (limits) s.limits = limits;
+    if (limits && s.limits != limits)
+        s.limits = limits;  // no write when unchanged: ponderhit reads it
     s.firstIteration = true;
     s.nodeCount = 0;
     s.iterationDepth = 0;
