@@ -129,6 +129,16 @@ void SearchLimits::setLimits(int64_t time, int64_t increment, int16_t movesToGo,
     }
     if (2 * targetTime > soft) targetTime = soft / 2;
     softLimit = std::min(6 * targetTime, soft);
+
+    // The floor of 50 ms above can exceed what is left on a nearly empty clock; the move must
+    // still come in time, so nothing may use more than half of the last 100 ms. A `go`
+    // without any clock keeps the floor.
+    const int64_t cap = std::max<int64_t>(time - std::min<int64_t>(time / 2, 50), 1);
+    if (time > 0 && hardLimit > cap) {
+        hardLimit = cap;
+        softLimit = std::min(softLimit, cap);
+        targetTime = std::min(targetTime, cap);
+    }
 }
 
 bool SearchLimits::mustStop(const Searcher& searcher) const {

@@ -73,6 +73,12 @@ TEST(SetLimits, ReserveAndIncrementEdges) {
     EXPECT_EQ(bigIncrement.soft, 7094);
     EXPECT_EQ(bigIncrement.hard, 9850);
 
+    // A nearly empty clock: the floor would overrun it, so half of what is left is the most.
+    const Budget flagHanging = clockBudget(60, 10, 0, true);
+    EXPECT_EQ(flagHanging.hard, 30);
+    EXPECT_LE(flagHanging.soft, 30);
+    EXPECT_EQ(clockBudget(150, 10, 0, true).hard, clockBudget(160, 10, 0, true).hard);
+
     // A negative increment counts as none; moves to go outside 1 to 80 count as 80.
     EXPECT_EQ(clockBudget(60000, -500, 0, true).target, 2193);
     EXPECT_EQ(clockBudget(60000, 0, 81, true).target, 2193);
