@@ -114,6 +114,7 @@ TEST(MatchProcess, EngineBinaryAgainstItselfPlaysCleanGames) {
     // A loaded test machine must not turn this into a test of the engine's time management.
     s.lagMs = 250;
     s.engines[0].options = {{"Hash", "16"}};
+    s.engines[0].ponder = true;
     s.engines[1].threads = 2;
     match::Match m(s, nullptr);
     EXPECT_EQ(m.run(), 0);
