@@ -9,6 +9,7 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/text.h"
+#include "frontend/line_scan.h"
 #include "frontend/perft.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
@@ -22,20 +23,6 @@ constexpr auto Relaxed = std::memory_order_relaxed;
 
 // Ranks 3 to 6: a position with men there is no game start.
 constexpr Bitboard MiddleRanks = 0x0000ffffffff0000ULL;
-
-// Advances by up to `count` characters, never past the end of the text.
-const char* skipChars(const char* text, size_t count) {
-    while (count > 0 && *text) {
-        ++text;
-        --count;
-    }
-    return text;
-}
-
-const char* skipSpace(const char* text) {
-    while (*text && std::isspace(static_cast<unsigned char>(*text))) ++text;
-    return text;
-}
 
 bool startsWith(const char* text, const char* prefix) {
     return std::strncmp(text, prefix, std::strlen(prefix)) == 0;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "frontend/line_scan.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
 #include "frontend/uci_interpreter.h"
@@ -41,19 +42,6 @@ const char* const HiddenOptions[] = {
     "option name Resign type spin default 700 min 400 max 2000",
     "option name AlwaysClearHash type check default false",
 };
-
-const char* skipChars(const char* text, size_t count) {
-    while (count > 0 && *text) {
-        ++text;
-        --count;
-    }
-    return text;
-}
-
-const char* skipSpace(const char* text) {
-    while (*text && std::isspace(static_cast<unsigned char>(*text))) ++text;
-    return text;
-}
 
 // One option's value as it stands in the line, with the messages of its failures.
 class OptionValue {

@@ -163,6 +163,12 @@ bool repeatsInGame(const Searcher& s) {
            p.sides[1].materialKey == root.savedMaterial[2] && searchDrawState(s) != 0;
 }
 
+bool Searcher::staticMateFound(SearchFrame& frame) {
+    const Move mate = staticMateInOne(position);
+    if (mate) frame.bestMove = mate;
+    return mate != NoMove;
+}
+
 bool Searcher::prescanChildren(MoveGenerator& gen, int beta, int depth) {
     SearchFrame& frame = stack[ply];
     Move first = NoMove, second = NoMove;
@@ -240,14 +246,10 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     }
 
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
-    if (!inCheck) {
-        const Move mate = staticMateInOne(position);
-        if (mate) {
-            frame.bestMove = mate;
-            const int score = 499999 - ply;
-            --ply;
-            return score;
-        }
+    if (!inCheck && staticMateFound(frame)) {
+        const int score = 499999 - ply;
+        --ply;
+        return score;
     }
     if (repeatsInTree(*this, position.hashKey, ply) || repeatsInGame(*this)) {
         --ply;

@@ -40,14 +40,10 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
         return e;
     }
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
-    if (!inCheck) {
-        const Move mate = staticMateInOne(position);
-        if (mate) {
-            frame.bestMove = mate;
-            const int score = 499999 - ply;
-            --ply;
-            return score;
-        }
+    if (!inCheck && staticMateFound(frame)) {
+        const int score = 499999 - ply;
+        --ply;
+        return score;
     }
     if (ply >= 4 && position.hashKey == stack[ply - 4].key) {
         --ply;

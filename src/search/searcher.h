@@ -161,6 +161,8 @@ struct Searcher : Game {
     // Looks into the table before the first move of a node; restarts the picker with the most
     // promising move. True if one was found.
     bool prescanChildren(MoveGenerator& gen, int beta, int depth);
+    // A mate in one seen from the attack maps becomes the frame's best move.
+    bool staticMateFound(SearchFrame& frame);
 
     // Option hooks. Callers stop any search first where the option touches search data.
     void resizeTable(size_t bytes);
