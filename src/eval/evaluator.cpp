@@ -105,10 +105,16 @@ bool Evaluator::setNeuroWidth(int value) {
     return true;
 }
 
-// Seam for the learned material value: the blend with the material net arrives with the net.
-// Until then the hand-made value stands as it is.
-int Evaluator::blendMaterial(const Position&, int base) const {
-    return base;
+int Evaluator::blendMaterial(const Position& p, int base) const {
+    return blendNetMaterial(materialNet, p, base, netStrength, netBalance);
+}
+
+bool Evaluator::setMaterialFile(const char* name) {
+    const char* fileName = name ? name : "";
+    if (materialFileName == fileName) return true;
+    materialFileName = fileName;
+    clearCaches();
+    return readMaterialNet(materialNet, fileName);
 }
 
 int Evaluator::handMadeMaterial(const Position& p) const {
@@ -214,8 +220,8 @@ int Evaluator::evaluate(const Position& p) {
             material += p.whiteToMove ? -150 : 150;
             if (!hasPawnMove(p)) return 0;
         }
-        int quick = material;
-        if (currentRecogniser->quickScore(p, quick)) return p.whiteToMove ? quick : -quick;
+        // The recogniser may also only shift or replace the material and let the rest run.
+        if (currentRecogniser->quickScore(p, material)) return p.whiteToMove ? material : -material;
         if ((white.pieces[Pawn] | black.pieces[Pawn]) == 0) {
             int v;
             if (white.materialSum > black.materialSum) {

@@ -9,6 +9,7 @@
 #include "board/position.h"
 #include "eval/pawn_entry.h"
 #include "eval/recogniser.h"
+#include "learn/material_net.h"
 
 struct MaterialEntry {
     uint32_t key;
@@ -80,6 +81,10 @@ struct Evaluator {
 
     // The learned material value blended into the hand-made `base`.
     int blendMaterial(const Position& position, int base) const;
+    // Loads the material net: null, empty or "(internal)" for the embedded one. The same name
+    // as before does nothing; another clears the caches and is kept even when it can't be
+    // read (then the old net, or as much of the new one as was read, stays in use).
+    bool setMaterialFile(const char* name);
 
     // Sum of the two material-and-pawn sums with the terms below, blended by phase.
     int positionalScore(int material);
@@ -92,6 +97,8 @@ struct Evaluator {
     PawnEntry pawnCache[PawnCacheSize];
     MaterialEntry materialCache[MaterialCacheSize];
     std::string materialFileName;
+    // Evaluating the net writes into its nodes; that is scratch, not state of the evaluator.
+    mutable MaterialNet materialNet;
     int32_t netStrength = 40;  // NeuroMaterial
     int32_t netBalance = 800;  // NeuroWidth
     PawnEntry emptyPawnEntry;

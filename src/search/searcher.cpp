@@ -113,7 +113,10 @@ void Searcher::setNeuroMaterial(int share) {
 void Searcher::setNeuroWidth(int width) {
     evaluator.setNeuroWidth(width);
 }
-void Searcher::setMaterialFile(const char*) {}
+void Searcher::setMaterialFile(const char* fileName) {
+    // A file that can't be read keeps the net in use; the option has no error to report.
+    evaluator.setMaterialFile(fileName);
+}
 void Searcher::setBitbaseCache(size_t) {}
 void Searcher::setBitbasePath(const char*) {}
 void Searcher::setBookFile(const char*) {}

@@ -11,6 +11,7 @@
 #include "board/position.h"
 #include "eval/evaluator.h"
 #include "frontend/reporter.h"
+#include "learn/change_net.h"
 #include "search/history.h"
 
 class SearchClock;
@@ -111,6 +112,9 @@ struct Searcher : Game {
     bool restrictedRoot = false;
     int32_t rootCount = 0;
     RootMove rootMoves[MaxRootMoves];
+
+    // Estimates after each iteration whether the best move will change (predictChange).
+    ChangeNet changeNet;
 
     MoveEntry* arenaTop;
     MoveEntry arena[ArenaSize];

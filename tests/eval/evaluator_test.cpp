@@ -29,13 +29,20 @@ std::unique_ptr<Evaluator> makeEvaluator() {
     return std::make_unique<Evaluator>();
 }
 
+// The hand-made material value alone, without the learned blend.
+std::unique_ptr<Evaluator> handMadeEvaluator() {
+    auto e = std::make_unique<Evaluator>();
+    e->setNeuroMaterial(0);
+    return e;
+}
+
 int materialOf(Evaluator& e, const Position& p) {
     e.evaluate(p);
     return e.materialValue(false);
 }
 
 int materialOf(const std::string& fen) {
-    auto e = makeEvaluator();
+    auto e = handMadeEvaluator();
     return materialOf(*e, positionFromFen(fen));
 }
 
@@ -121,7 +128,7 @@ TEST(Evaluator, BishopPair) {
 TEST(Evaluator, IncrementalMaterialAfterTakingAManOff) {
     const std::string fen = "r1bqkb1r/pppp1ppp/2n2n2/4p3/4P3/2N2N2/PPPP1PPP/R1BQKB1R w KQkq -";
     Position p = positionFromFen(fen);
-    auto e = makeEvaluator();
+    auto e = handMadeEvaluator();
     e->evaluate(p);
     const int base = e->materialValue(false);
     ASSERT_EQ(base, 0);
@@ -166,7 +173,7 @@ TEST(Evaluator, SideToMoveUnit) {
 }
 
 TEST(Evaluator, MopUpDrivesTheLoneKingToTheCorner) {
-    auto e = makeEvaluator();
+    auto e = handMadeEvaluator();
     // Rook against king: material 5200 + 125, the weak king on a8 is 6 rook and 3 king steps
     // from the centre, the kings 4 and 2 apart: 5325 + 372 - 105 - 32, plus 3.
     const int corner = e->evaluate(positionFromFen("k7/8/2K5/8/8/8/8/7R w - -"));
