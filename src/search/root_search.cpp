@@ -2,12 +2,14 @@
 // a null window as soon as the first move has a score.
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <thread>
 
 #include "board/movegen.h"
 #include "board/text.h"
 #include "eval/evaluator.h"
+#include "learn/change_net.h"
 #include "search/limits.h"
 #include "search/search_support.h"
 #include "search/searcher.h"
@@ -333,6 +335,10 @@ bool runSearch(Searcher& s, SearchClock* limits) {
         s.rootBeta = ScoreInfinite;
         PrincipalVariation pvs[2];
         int current = 0;
+        char featureText[FeatureTextSize] = "";
+        bool changedBefore = false;
+        bool failedLowBefore = false;
+        Move recordedBest = NoMove;
         while (!stopped(s) && s.rootCount > 0) {
             const int d = s.iterationDepth;
             if (d >= MaxPly) break;
@@ -347,6 +353,7 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             s.sortRootMoves();
             s.failedLow = false;
             s.finishedMoves = 0;
+            const int previousScore = lastScore;
             const int score = s.rootSearch(d * DepthUnitsPerPly);
             const bool multiple = s.finishedMoves >= 2 && s.multiPv >= 2;
             if (multiple) {
@@ -369,12 +376,41 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             }
             ++s.iterationDepth;
             s.firstIteration = false;
-            percent = 15.0;  // without a prediction of a best-move change
+            percent = 15.0;  // stays so when no prediction is made
             s.rootAlpha = -ScoreInfinite;
             s.rootBeta = ScoreInfinite;
             if (!stopped(s)) s.rootScore = score;
+
+            const PrincipalVariation& older = pvs[current ^ 1];
+            const PrincipalVariation& previous = pvs[current];
+            const bool bothLines = older.length >= 1 && previous.length >= 1;
+            // The training data of the predictor: last iteration's features, and whether the
+            // best move changed since.
+            if (s.timeLogName[0] && !stopped(s) && score > -3500 && score < 3500 &&
+                s.historyCount < 20 && s.nodeCount >= 25001 && featureText[0] && bothLines) {
+                s.evaluator.materialValue(s.position, false);
+                if (s.evaluator.ordinaryRecogniserActive())
+                    appendTimeLog(s.timeLogName, featureText, s.rootBestMove != recordedBest ? 1 : 0);
+            }
+            const bool changedNow = bothLines && older.moves[0] != previous.moves[0];
             current ^= 1;
             pvs[current].length = extractPv(s, pvs[current].moves, MaxPly, nullptr);
+            recordedBest = s.rootBestMove;
+            if (s.multiPv < 2) {
+                const double p = predictChange(s, previous.moves, previous.length, previousScore,
+                                               pvs[current].moves, pvs[current].length, score,
+                                               s.failedLow, failedLowBefore, changedNow,
+                                               changedBefore, s.rootCount, featureText);
+                percent = std::min(75.0, std::max(0.0, 100.0 * p));
+                if (s.timeLogName[0] && std::strcmp(s.timeLogName, "nul:") != 0) {
+                    char text[64];
+                    std::snprintf(text, sizeof text, "Best move will change with %5.1f%% probability",
+                                  percent);
+                    s.reporter->reportInfo(text);
+                }
+            }
+            changedBefore = changedNow;
+            failedLowBefore = s.failedLow;
             lastScore = score;
         }
     }
