@@ -130,14 +130,20 @@ void SearchLimits::setLimits(int64_t time, int64_t increment, int16_t movesToGo,
     if (2 * targetTime > soft) targetTime = soft / 2;
     softLimit = std::min(6 * targetTime, soft);
 
-    // The floor of 50 ms above can exceed what is left on a nearly empty clock; the move must
-    // still come in time, so nothing may use more than half of the last 100 ms. A `go`
-    // without any clock keeps the floor.
-    const int64_t cap = std::max<int64_t>(time - std::min<int64_t>(time / 2, 50), 1);
-    if (time > 0 && hardLimit > cap) {
-        hardLimit = cap;
-        softLimit = std::min(softLimit, cap);
-        targetTime = std::min(targetTime, cap);
+    // The 50 ms floor eats into the reserve when the clock is nearly empty. With a time control
+    // that does not refill the clock soon (no or many moves to go), that reserve is what keeps
+    // the flag up, so only half the increment may go beyond it, and never more than half of
+    // what is left. A `go` without any clock keeps the floor.
+    if (time > 0 && time - reserveFor(moves) < 50) {
+        int64_t cap = time / 2;
+        if (reserveFor(moves) == 150)
+            cap = std::min(cap, std::max<int64_t>(time - 150, 0) + inc / 2);
+        cap = std::max<int64_t>(cap, 1);
+        if (hardLimit > cap) {
+            hardLimit = cap;
+            softLimit = std::min(softLimit, cap);
+            targetTime = std::min(targetTime, cap);
+        }
     }
 }
 

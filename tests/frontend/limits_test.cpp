@@ -73,11 +73,15 @@ TEST(SetLimits, ReserveAndIncrementEdges) {
     EXPECT_EQ(bigIncrement.soft, 7094);
     EXPECT_EQ(bigIncrement.hard, 9850);
 
-    // A nearly empty clock: the floor would overrun it, so half of what is left is the most.
+    // A nearly empty clock: the floor would eat the reserve, so only half the increment goes
+    // beyond it; with moves to go the clock refills and the floor stays.
     const Budget flagHanging = clockBudget(60, 10, 0, true);
-    EXPECT_EQ(flagHanging.hard, 30);
-    EXPECT_LE(flagHanging.soft, 30);
-    EXPECT_EQ(clockBudget(150, 10, 0, true).hard, clockBudget(160, 10, 0, true).hard);
+    EXPECT_EQ(flagHanging.hard, 5);
+    EXPECT_LE(flagHanging.soft, 5);
+    EXPECT_EQ(clockBudget(160, 10, 0, true).hard, 15);
+    EXPECT_EQ(clockBudget(190, 20, 0, true).hard, 50);
+    EXPECT_EQ(clockBudget(30, 0, 0, true).hard, 1);
+    EXPECT_EQ(clockBudget(500, 0, 1, true).hard, 48);
 
     // A negative increment counts as none; moves to go outside 1 to 80 count as 80.
     EXPECT_EQ(clockBudget(60000, -500, 0, true).target, 2193);
