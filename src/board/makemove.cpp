@@ -56,10 +56,13 @@ bool makeIfKingSafe(Position& p, Move move, UndoRecord& u) {
     return true;
 }
 
-bool makeLegal(Position& p, Move move, UndoRecord& u) {
+bool makeLegal(Position& p, Move move, UndoRecord& u) { return makeLegal(p, move, u, nullptr, nullptr); }
+
+bool makeLegal(Position& p, Move move, UndoRecord& u, NewKeyHook hook, const void* context) {
     SideState& us = p.toMove();
     SideState& them = p.notToMove();
     makeMove(p, us, them, move, u);
+    if (hook) hook(context, p.hashKey);
     updateAttackSummary(us, them, p.occupied, p.whiteToMove != 0);
     if (us.enemyAttacks & us.pieces[King]) {
         undoMove(u);

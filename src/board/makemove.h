@@ -40,6 +40,10 @@ bool blackKingAttacked(const Position& p);
 bool makeIfKingSafe(Position& p, Move move, UndoRecord& undo);
 // Makes the move with both attack summaries; false (and undone) if the mover's king hangs.
 bool makeLegal(Position& p, Move move, UndoRecord& undo);
+// The same, calling `hook(context, key)` with the new hash key as soon as the men have moved
+// and before the summaries are built: the search starts loading its table entry there.
+using NewKeyHook = void (*)(const void* context, uint64_t key);
+bool makeLegal(Position& p, Move move, UndoRecord& undo, NewKeyHook hook, const void* context);
 
 void updateAttackSummary(SideState& victim, const SideState& attacker, Bitboard occupied,
                          bool attackerIsWhite);

@@ -43,6 +43,14 @@ class TranspositionTable {
     // threads may write the entry at any time.
     bool probe(uint64_t key, int ply, TtEntry& hit);
     bool probeEntry(uint64_t key, int ply, Move& move, int& score, int& flags);
+    // Starts loading the entries of `key`, so that a probe soon after finds them in the cache.
+    void prefetch(uint64_t key) const {
+        if (entries) __builtin_prefetch(entries + indexOf(key));
+    }
+    // The same as a hook for makeLegal, with the table as context.
+    static void prefetchHook(const void* table, uint64_t key) {
+        static_cast<const TranspositionTable*>(table)->prefetch(key);
+    }
     void storeEntry(uint64_t key, Move move, int score, int flags, int ply);
     void newGeneration() {
         ++ttGeneration;
