@@ -38,6 +38,8 @@ uint64_t perftCount(PerftTable& table, Position& p, int depth) {
         const Bitboard kingLines =
             inCheck ? ~Bitboard{0}
                     : RankLine[king] | FileLine[king] | RisingLine[king] | FallingLine[king];
+        // Undo restores what beginUndo saved, so one record serves the whole node.
+        beginUndo(undo, p);
         for (MoveEntry* e = list; e < end; ++e) {
             const Move m = e->move;
             const int kind = moveKind(m);
@@ -46,7 +48,6 @@ uint64_t perftCount(PerftTable& table, Position& p, int depth) {
                 kind == Pawn && ((moveTo(m) - moveFrom(m)) & 1) && !(p.occupied & to);
             const bool castling = kind == King && (us.pieces[Rook] & to);
             const bool exposed = (kingLines & squareBit(moveFrom(m))) || enPassant || castling;
-            beginUndo(undo, p);
             makeMove(p, us, them, m, undo);
             if (exposed)
                 count += white ? !whiteKingAttacked(p) : !blackKingAttacked(p);
@@ -55,8 +56,8 @@ uint64_t perftCount(PerftTable& table, Position& p, int depth) {
             undoMove(undo);
         }
     } else {
+        beginUndo(undo, p);
         for (MoveEntry* e = list; e < end; ++e) {
-            beginUndo(undo, p);
             if (!makeLegal(p, e->move, undo)) continue;
             count += perftCount(table, p, depth - 1);
             undoMove(undo);
