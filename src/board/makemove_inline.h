@@ -81,6 +81,7 @@ inline void makeMove(Position& p, SideState& us, SideState& them, Move move, Und
     make_detail::logByte(u, &list[slot]);
     list[slot] = static_cast<int8_t>(to);
 
+    u.capturedKind = 0;  // the record may serve several moves of one node
     if (them.pieces[AllMen] & mask) {
         const Bitboard bit = squareBit(to);
         const int captured = ((them.pieces[Rook] | them.pieces[Queen]) & bit ? 2 : 0) +

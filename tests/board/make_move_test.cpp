@@ -82,6 +82,27 @@ TEST(MakeMove, RandomGamesKeepEveryInvariantAndUndoExactly) {
     EXPECT_GT(checkedMoves, 10000);
 }
 
+TEST(MakeMove, OneRecordServesEveryMoveOfANode) {
+    // The search and perft save once per node: a capture made and undone must not leave its
+    // captured kind behind for the en passant capture or double push that follows.
+    Position p = fromFen("4k3/8/8/2n1pP2/8/8/6P1/4K2R w K e6 0 1");
+    UndoRecord u;
+    beginUndo(u, p);
+    ASSERT_TRUE(makeLegal(p, moveOf(p, "h1h8"), u));
+    undoMove(u);
+    ASSERT_TRUE(makeLegal(p, moveOf(p, "f5e6"), u));
+    EXPECT_EQ(p.black().pieces[Pawn], 0u);
+    EXPECT_EQ(invariantProblem(p), "");
+    undoMove(u);
+    Position other = fromFen("4k3/8/8/2n1pP2/7p/8/6P1/4K2R w K e6 0 1");
+    beginUndo(u, other);
+    ASSERT_TRUE(makeLegal(other, moveOf(other, "f5e6"), u));
+    undoMove(u);
+    ASSERT_TRUE(makeLegal(other, moveOf(other, "g2g4"), u));
+    EXPECT_EQ(other.epSquare, squareFromLetters('g', '3'));
+    EXPECT_EQ(invariantProblem(other), "");
+}
+
 TEST(MakeMove, CapturePromotionFillsBothLogsAndRestoresListOrder) {
     Position p = fromFen("1r2k3/P1n5/8/8/8/8/8/4K3 w - - 0 1");
     Position before;
