@@ -174,11 +174,12 @@ TEST(Evaluator, SideToMoveUnit) {
 
 TEST(Evaluator, MopUpDrivesTheLoneKingToTheCorner) {
     auto e = handMadeEvaluator();
-    // Rook against king: material 5200 + 125, the weak king on a8 is 6 rook and 3 king steps
-    // from the centre, the kings 4 and 2 apart: 5325 + 372 - 105 - 32, plus 3.
+    // Rook against king: material 5200 + 125 and the recogniser's 4000 for a won ending, the
+    // weak king on a8 is 6 rook and 3 king steps from the centre, the kings 4 and 2 apart:
+    // 9325 + 372 - 105 - 32, plus 3.
     const int corner = e->evaluate(positionFromFen("k7/8/2K5/8/8/8/8/7R w - -"));
-    EXPECT_EQ(corner, 5563);
-    EXPECT_EQ(e->evaluate(positionFromFen("k7/8/2K5/8/8/8/8/7R b - -")), -5557);
+    EXPECT_EQ(corner, 9563);
+    EXPECT_EQ(e->evaluate(positionFromFen("k7/8/2K5/8/8/8/8/7R b - -")), -9557);
     const int edge = e->evaluate(positionFromFen("8/8/k7/8/2K5/8/8/7R w - -"));
     EXPECT_GT(corner, edge);
     EXPECT_GT(edge, e->evaluate(positionFromFen("8/8/8/4k3/8/2K5/8/7R w - -")));
