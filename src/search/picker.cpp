@@ -86,7 +86,8 @@ void scoreQuiet(MoveGenerator& g) {
         const int kind = moveKind(m);
         const Bitboard t = squareBit(moveTo(m));
         const Bitboard f = squareBit(moveFrom(m));
-        int32_t score = baseScore(g, m);
+        // Unsigned: the class bits of a queen promotion reach the top bit.
+        uint32_t score = static_cast<uint32_t>(baseScore(g, m));
         const bool queenPromotion = movePromotion(m) == Queen;
         if (queenPromotion) {
             score += 0x20000000;
@@ -102,15 +103,18 @@ void scoreQuiet(MoveGenerator& g) {
         if ((t & checkSquares[kind]) && !(t & us.enemyAttacks) && !(t & them.enemyDoubleAttacks))
             score += 0x1000000;
         if (!(t & them.men())) {
+            const uint32_t bonus = static_cast<uint32_t>(VictimValue[kind] >> 7);
             if ((f & us.enemyAttacks) && !(f & them.enemyAttacks) && !(t & us.enemyAttacks))
-                score += VictimValue[kind] >> 7;
+                score += bonus;
+            // A move into danger sinks to the bottom of the quiet moves, never below zero,
+            // where it would wrap into the class bits.
             if ((t & us.enemyAttacks) && !(t & them.enemyDoubleAttacks))
-                score -= VictimValue[kind] >> 7;
+                score = score > bonus ? score - bonus : 0;
         } else {
             const int32_t gain = captureGain(g, m, kindAt(them, t));
-            if (gain >= 0) score = (score + gain) | 0x40000000;
+            if (gain >= 0) score = (score + static_cast<uint32_t>(gain)) | 0x40000000;
         }
-        e->score = score;
+        e->score = static_cast<int32_t>(score);
     }
 }
 
@@ -157,9 +161,9 @@ void scoreEvasion(MoveGenerator& g) {
     }
 }
 
-inline int64_t sortKey(const MoveEntry& e) {
-    return static_cast<int64_t>((static_cast<uint64_t>(static_cast<uint32_t>(e.score)) << 32) |
-                                e.move);
+// The whole entry as one unsigned number: the score's bits decide, the move breaks ties.
+inline uint64_t sortKey(const MoveEntry& e) {
+    return (static_cast<uint64_t>(static_cast<uint32_t>(e.score)) << 32) | e.move;
 }
 
 // Hands out the entry at `at` by moving it behind the working range.

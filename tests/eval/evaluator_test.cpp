@@ -205,7 +205,8 @@ TEST(Evaluator, PawnCache) {
     // Without pawns: the empty entry, all files open, and the slot of key 0 stays unwritten.
     for (const char* fen :
          {"rnbqkbnr/8/8/8/8/8/8/RNBQKBNR w KQkq -", "8/8/3k4/8/8/3K4/8/R7 w - -"}) {
-        e->evaluate(positionFromFen(fen));
+        const Position p = positionFromFen(fen);  // the evaluator keeps a pointer to it
+        e->evaluate(p);
         const PawnEntry& entry = e->pawnEntry();
         EXPECT_EQ(&entry, &e->emptyPawnEntry);
         EXPECT_EQ(entry.midScore | entry.endScore, 0);

@@ -84,7 +84,7 @@ TEST(Search, ClockedSearchAnswersInTime) {
                          std::chrono::steady_clock::now() - start2)
                          .count();
     EXPECT_TRUE(isBestMoveLine(timed.back()));
-    EXPECT_GE(ms2, 250);
+    EXPECT_GE(ms2, 100);  // no iteration starts after 300 / 2.2 ms
     EXPECT_LT(ms2, 1200);
 }
 
