@@ -9,8 +9,10 @@ CLANG_FORMAT ?= clang-format
 RELEASE_DIR := build/release
 SANITIZE_DIR := build/sanitize
 TSAN_DIR := build/tsan
+FUZZ_DIR := build/fuzz
+FUZZ_SECONDS ?= 60
 
-.PHONY: all run test sanitize tsan bench format clean
+.PHONY: all run test sanitize tsan fuzz bench format clean
 
 all: $(RELEASE_DIR)/CMakeCache.txt
 	$(CMAKE) --build $(RELEASE_DIR) --target zelmark -j $(JOBS)
@@ -23,6 +25,10 @@ $(SANITIZE_DIR)/CMakeCache.txt:
 
 $(TSAN_DIR)/CMakeCache.txt:
 	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELMARK_TSAN=ON
+
+$(FUZZ_DIR)/CMakeCache.txt:
+	$(CMAKE) -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+		-DZELMARK_FUZZ=ON -DZELMARK_TESTS=OFF
 
 run: all
 	./$(RELEASE_DIR)/zelmark
@@ -45,6 +51,22 @@ tsan: $(TSAN_DIR)/CMakeCache.txt
 	$(CMAKE) --build $(TSAN_DIR) --target test_search -j $(JOBS)
 	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1 second_deadlock_stack=1" \
 	./$(TSAN_DIR)/tests/test_search --gtest_filter='Threads.*'
+
+# Each fuzz target runs FUZZ_SECONDS on a scratch copy of its seed corpus (fuzz/corpus stays as
+# it is). A crash, leak, hang or failed check leaves its input and log in build/fuzz/runs/<name>/
+# and fails the run once every target has had its turn.
+fuzz: $(FUZZ_DIR)/CMakeCache.txt
+	$(CMAKE) --build $(FUZZ_DIR) --target fuzzers -j $(JOBS)
+	@status=0; \
+	for spec in fen:256 move:80 uci:2048 net:8192; do \
+		name=$${spec%%:*}; length=$${spec#*:}; work=$(FUZZ_DIR)/runs/$$name; \
+		rm -rf $$work && mkdir -p $$work/corpus && cp fuzz/corpus/$$name/* $$work/corpus/; \
+		echo "fuzzing $$name for $(FUZZ_SECONDS) s"; \
+		./$(FUZZ_DIR)/$${name}_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=$$length \
+			-timeout=120 -print_final_stats=1 -artifact_prefix=$$work/ $$work/corpus \
+			> $$work/log.txt 2>&1 || { status=1; tail -n 40 $$work/log.txt; \
+			echo "fuzz target $$name failed; input and log in $$work"; }; \
+	done; exit $$status
 
 # Builds the programs in tools/ (one per source file) and runs the perft speed benchmark.
 bench: $(RELEASE_DIR)/CMakeCache.txt

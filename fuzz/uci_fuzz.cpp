@@ -1,0 +1,262 @@
+// A whole UCI session in one process: the input, split into lines, goes to the interpreter as
+// standard input would, with a "stop" after each line so that no search outlives its line
+// (a search started by `go ... ponder` may live on into one `ponderhit` line). The harness
+// lowers only what the engine rightly spends because it was asked to: table sizes, threads,
+// perft and search depths, clock times; and it points file options at harmless paths. After
+// each line the root must be a sound position, and every bestmove a legal move of the
+// position it was searched from.
+#include <cctype>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "frontend/search_controller.h"
+#include "frontend/uci_interpreter.h"
+#include "frontend/uci_reporter.h"
+#include "fuzz_support.h"
+#include "search/limits.h"
+#include "search/searcher.h"
+
+namespace {
+
+constexpr size_t TableBytes = 1 << 20;
+constexpr long MaxTableMiB = 2;
+constexpr long MaxThreads = 2;
+constexpr long MaxDepth = 3;
+// `mate N` searches 2N + 1 iterations.
+constexpr long MaxMate = 1;
+constexpr long MaxNodes = 20000;
+constexpr long MaxMoveTimeMs = 100;
+constexpr long MaxClockMs = 1000;
+constexpr long MaxIncrementMs = 100;
+// How long a bounded search may run on before its line's stop cuts it off.
+constexpr auto SearchGrace = std::chrono::milliseconds(300);
+// Past this much time in one session, perft and searches go to depth 1 and nothing waits, so
+// that a long input of slow lines stays far below the fuzzer's time limit.
+constexpr auto SessionBudget = std::chrono::seconds(5);
+const char* const HarmlessLog = "/dev/null";
+const char* const MissingFile = "/nonexistent/zelmark-fuzz";
+
+// Formats everything like the real reporter, prints nothing, and keeps the bestmove lines.
+class SilentReporter : public UciReporter {
+  public:
+    using UciReporter::UciReporter;
+    void writeLine(const char* text) override {
+        const size_t length = std::strlen(text);
+        FUZZ_CHECK(length > 0 && !std::strchr(text, '\n'), std::string("output line: ") + text);
+        if (std::strncmp(text, "bestmove", 8) != 0) return;
+        std::lock_guard<std::mutex> guard(linesLock);
+        bestMoves.emplace_back(text);
+    }
+    std::vector<std::string> takeBestMoves() {
+        std::lock_guard<std::mutex> guard(linesLock);
+        std::vector<std::string> taken;
+        taken.swap(bestMoves);
+        return taken;
+    }
+
+  private:
+    std::mutex linesLock;
+    std::vector<std::string> bestMoves;
+};
+
+std::string firstWord(const std::string& line) {
+    size_t begin = 0;
+    while (begin < line.size() && std::isspace(static_cast<unsigned char>(line[begin]))) ++begin;
+    size_t end = begin;
+    while (end < line.size() && !std::isspace(static_cast<unsigned char>(line[end]))) ++end;
+    return line.substr(begin, end - begin);
+}
+
+// The engine reads numbers as white space, a sign and digits, from a fixed distance behind
+// the first occurrence of a keyword. A number there above `cap`, or too long to know its value
+// after the engine's wrapping arithmetic, becomes `cap`.
+void capNumber(std::string& line, const char* keyword, size_t distance, long cap) {
+    const size_t found = line.find(keyword);
+    if (found == std::string::npos) return;
+    size_t at = std::min(found + distance, line.size());
+    while (at < line.size() && std::isspace(static_cast<unsigned char>(line[at]))) ++at;
+    const size_t numberStart = at;
+    const bool negative = at < line.size() && line[at] == '-';
+    if (at < line.size() && (line[at] == '-' || line[at] == '+')) ++at;
+    const size_t digitStart = at;
+    long value = 0;
+    while (at < line.size() && std::isdigit(static_cast<unsigned char>(line[at]))) {
+        if (at - digitStart < 12) value = value * 10 + (line[at] - '0');
+        ++at;
+    }
+    if (at == digitStart) return;
+    if (at - digitStart >= 12 || (!negative && value > cap))
+        line.replace(numberStart, at - numberStart, std::to_string(cap));
+}
+
+void boundGo(std::string& line, bool blocking, long maxDepth) {
+    capNumber(line, "depth", 5, maxDepth);
+    capNumber(line, "mate", 4, MaxMate);
+    capNumber(line, "nodes", 6, MaxNodes);
+    capNumber(line, "movetime", 9, MaxMoveTimeMs);
+    capNumber(line, "wtime", 6, MaxClockMs);
+    capNumber(line, "btime", 6, MaxClockMs);
+    capNumber(line, "winc", 5, MaxIncrementMs);
+    capNumber(line, "binc", 5, MaxIncrementMs);
+    // A blocking search returns only at its end, and no stop can reach it before.
+    if (blocking && line.find("ponder") == std::string::npos) {
+        for (size_t at = line.find("infinite"); at != std::string::npos;
+             at = line.find("infinite", at))
+            line.replace(at, 8, "        ");
+    }
+}
+
+void boundSetOption(std::string& line) {
+    const size_t value = line.find("value");
+    if (value == std::string::npos) return;
+    if (line.find("Hash") != std::string::npos || line.find("BitbaseCache") != std::string::npos)
+        capNumber(line, "value", 5, MaxTableMiB);
+    if (line.find("NumberOfProcessors") != std::string::npos)
+        capNumber(line, "value", 5, MaxThreads);
+    const bool log = line.find("TimeLogfile") != std::string::npos;
+    if (!log && line.find("MaterialFile") == std::string::npos &&
+        line.find("BookFile") == std::string::npos && line.find("BitbasePath") == std::string::npos)
+        return;
+    // The file name is the rest of the line, one character behind "value" and its blanks.
+    size_t at = std::min(value + 6, line.size());
+    while (at < line.size() && std::isspace(static_cast<unsigned char>(line[at]))) ++at;
+    const std::string name = line.substr(at);
+    if (name.empty() || name == "(internal)" || name == "nul:") return;
+    line.replace(value, std::string::npos,
+                 std::string("value ") + (log ? HarmlessLog : MissingFile));
+}
+
+bool searchThreadRunning(SearchController& controller) {
+    std::lock_guard<std::mutex> guard(controller.lock);
+    return controller.searchThread.valid;
+}
+
+void waitForSearchEnd(SearchController& controller) {
+    const auto deadline = std::chrono::steady_clock::now() + SearchGrace;
+    while (searchThreadRunning(controller) && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// "bestmove X" or "bestmove X ponder Y": X legal at the root, Y legal after X.
+void checkBestMove(const std::string& line, const Position& root) {
+    char best[16] = {}, ponderWord[16] = {}, ponder[16] = {};
+    const int fields =
+        std::sscanf(line.c_str(), "bestmove %15s %15s %15s", best, ponderWord, ponder);
+    FUZZ_CHECK(fields == 1 || (fields == 3 && std::strcmp(ponderWord, "ponder") == 0),
+               "bestmove line: " + line);
+    Position p;
+    std::memcpy(static_cast<void*>(&p), &root, sizeof p);
+    Move move = NoMove;
+    FUZZ_CHECK(parseMove(p, best, move, 1), line + " is illegal in " + fenOf(root));
+    if (fields != 3) return;
+    UndoRecord undo;
+    beginUndo(undo, p);
+    FUZZ_CHECK(makeLegal(p, move, undo), line + " is illegal in " + fenOf(root));
+    Move reply = NoMove;
+    FUZZ_CHECK(parseMove(p, ponder, reply, 1), line + ": ponder move illegal in " + fenOf(root));
+}
+
+struct Session {
+    Session()
+        : searcher(std::make_unique<Searcher>(TableBytes)),
+          limits(std::make_unique<SearchLimits>()),
+          reporter(std::make_unique<SilentReporter>(searcher.get(), limits.get())),
+          controller(
+              std::make_unique<SearchController>(searcher.get(), reporter.get(), limits.get())),
+          interpreter(std::make_unique<UciInterpreter>(searcher.get(), reporter.get(),
+                                                       controller.get(), true)) {
+        searcher->setReporter(reporter.get());
+    }
+    ~Session() {
+        interpreter.reset();
+        controller.reset();
+        searcher->setReporter(nullptr);
+        reporter.reset();
+        limits.reset();
+        searcher.reset();
+    }
+
+    std::unique_ptr<Searcher> searcher;
+    std::unique_ptr<SearchLimits> limits;
+    std::unique_ptr<SilentReporter> reporter;
+    std::unique_ptr<SearchController> controller;
+    std::unique_ptr<UciInterpreter> interpreter;
+};
+
+std::vector<std::string> inputLines(const uint8_t* data, size_t size) {
+    std::vector<std::string> lines;
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    for (size_t begin = 0; begin <= text.size();) {
+        size_t end = text.find('\n', begin);
+        if (end == std::string::npos) end = text.size();
+        // As read by the command loop: up to a NUL, trailing white space trimmed.
+        std::string line = text.substr(begin, end - begin).c_str();
+        while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())))
+            line.pop_back();
+        lines.push_back(line);
+        begin = end + 1;
+    }
+    return lines;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    Session session;
+    Searcher& searcher = *session.searcher;
+    SearchController& controller = *session.controller;
+    // The position the last search started from.
+    Position root;
+    std::memcpy(static_cast<void*>(&root), &searcher.position, sizeof root);
+    bool pondering = false;
+    const auto budgetEnd = std::chrono::steady_clock::now() + SessionBudget;
+
+    auto stopSearch = [&]() {
+        session.interpreter->handleCommand("stop");
+        for (const std::string& best : session.reporter->takeBestMoves()) checkBestMove(best, root);
+    };
+
+    for (std::string& line : inputLines(data, size)) {
+        const std::string word = firstWord(line);
+        if (word.empty()) continue;
+        const bool ponderHit = pondering && word == "ponderhit";
+        if (pondering && !ponderHit) stopSearch();
+        const bool inBudget = std::chrono::steady_clock::now() < budgetEnd;
+        const long maxDepth = inBudget ? MaxDepth : 1;
+        if (word == "go") {
+            boundGo(line, controller.blocking, maxDepth);
+            std::memcpy(static_cast<void*>(&root), &searcher.position, sizeof root);
+        } else if (word == "perft") {
+            capNumber(line, "depth", 5, maxDepth);
+            capNumber(line, "Hash", 4, MaxTableMiB);
+        } else if (word == "setoption") {
+            boundSetOption(line);
+        }
+        session.interpreter->handleCommand(line.c_str());
+
+        const bool searched = word == "go" || ponderHit;
+        pondering = word == "go" && line.find("ponder") != std::string::npos;
+        if (pondering) continue;
+        if (inBudget && (ponderHit || (word == "go" && line.find("infinite") == std::string::npos)))
+            waitForSearchEnd(controller);
+        stopSearch();
+
+        checkInvariants(searcher.position, "line '" + line + "'");
+        if (searched) {
+            FUZZ_CHECK(std::memcmp(&root, &searcher.position, sizeof root) == 0 ||
+                           (fenOf(root) == fenOf(searcher.position) &&
+                            root.hashKey == searcher.position.hashKey),
+                       "search changed the root " + fenOf(root) + " after '" + line + "'");
+        }
+        if (controller.quitRequested) break;
+    }
+    if (pondering) stopSearch();
+    return 0;
+}
