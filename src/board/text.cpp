@@ -233,8 +233,18 @@ const char* parseFen(Position& p, const char* text) {
         if (digit != '3' && digit != '6') return nullptr;
         if ((digit == '6') != (p.whiteToMove == 1)) return nullptr;
         const int square = squareFromLetters(letter, digit);
-        p.epSquare = static_cast<int8_t>(square);
-        p.lastMoveMask = squareBit(square - 8) | squareBit(square + 8);
+        const int pushed = p.whiteToMove ? square + 8 : square - 8;
+        const int origin = p.whiteToMove ? square - 8 : square + 8;
+        const SideState& mover = p.sides[p.whiteToMove ? 1 : 0];
+        Bitboard men = 0;
+        for (const SideState& side : p.sides)
+            for (int kind = Pawn; kind <= King; ++kind) men |= side.pieces[kind];
+        // A field that names no double step just made is ignored.
+        if ((mover.pieces[Pawn] & squareBit(pushed)) &&
+            !(men & (squareBit(square) | squareBit(origin)))) {
+            p.epSquare = static_cast<int8_t>(square);
+            p.lastMoveMask = squareBit(square - 8) | squareBit(square + 8);
+        }
         s += 2;
     }
     if (!validatePosition(p)) return nullptr;
@@ -387,7 +397,10 @@ char* writeMove(Position& p, Move move, int style, char* buffer) {
                     if (rowOf(from) == 7 - i && popcount(candidates & rank) == 1)
                         mark = static_cast<char>('1' + i);
                 }
-                *out++ = mark;
+                if (mark == ' ')
+                    out = writeSquare(out, from);  // neither file nor rank alone tells it
+                else
+                    *out++ = mark;
             }
             if (capture) *out++ = 'x';
         }
@@ -602,6 +615,9 @@ bool parseMove(Position& p, const char* text, Move& move, int format) {
             to = us.longRookFrom;
     }
     if (kind != Pawn) promotion = 0;
+    // A pawn reaching the last rank must name its piece, and no other move may name one.
+    const bool lastRank = kind == Pawn && (rowOf(to) == 0 || rowOf(to) == 7);
+    if (lastRank != (promotion != 0)) return false;
     const Move candidate = makeMoveValue(from, to, kind, promotion);
     if (!isLegalFromTo(p, candidate)) return false;
 

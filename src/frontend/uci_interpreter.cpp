@@ -129,7 +129,8 @@ void UciInterpreter::handlePosition(const char* line) {
     } else if (const char* fen = std::strstr(text, "fen")) {
         fen = skipSpace(skipChars(fen, 4));
         if (!setGameFromFen(s, fen)) {
-            setStartPosition(s.position);
+            constructGame(s);
+            reporter->syncPosition();
             reporter->reportError("position: Illegal FEN string: ", fen);
             return;
         }

@@ -87,22 +87,27 @@ void NeuralNet::wire() {
 bool NeuralNet::read(std::istream& in) {
     uint32_t count;
     if (!readValue(in, count)) return false;
-    recordTopology = false;
-    weightCount = 0;
-    topology.clear();
+    std::vector<uint32_t> list;
     for (uint32_t i = 0; i < count; ++i) {
         uint32_t value;
         if (!readValue(in, value)) return false;
-        topology.push_back(value);
+        list.push_back(value);
     }
-    if (topology.empty()) return false;
-    const uint32_t layers = topology[0];
+    if (list.empty()) return false;
+    const uint32_t layers = list[0];
     if (layers < 3) return false;
     // The layer list is checked whole before anything is replaced: a layer index or node count
     // that cannot be built leaves the old net standing.
     if (1 + 2 * static_cast<uint64_t>(layers) > count) return false;
-    for (uint32_t i = 0; i < layers; ++i)
-        if (topology[1 + 2 * i] >= layers || topology[2 + 2 * i] > MaxLayerNodes) return false;
+    uint64_t nodes = 0;
+    for (uint32_t i = 0; i < layers; ++i) {
+        if (list[1 + 2 * i] >= layers || list[2 + 2 * i] > MaxLayerNodes) return false;
+        nodes += list[2 + 2 * i];
+    }
+    if (nodes > MaxLayerNodes) return false;
+    topology = std::move(list);
+    recordTopology = false;
+    weightCount = 0;
 
     // Every layer is rebuilt from nothing, so no old link can point into a replaced layer.
     inputs.clear();
