@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr auto Relaxed = std::memory_order_relaxed;
 
 // Ranks 3 to 6: a position with men there is no game start.
 constexpr Bitboard MiddleRanks = 0x0000ffffffff0000ULL;
