@@ -19,7 +19,6 @@
 
 namespace {
 
-
 // Ranks 3 to 6: a position with men there is no game start.
 constexpr Bitboard MiddleRanks = 0x0000ffffffff0000ULL;
 
