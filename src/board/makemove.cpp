@@ -56,7 +56,9 @@ bool makeIfKingSafe(Position& p, Move move, UndoRecord& u) {
     return true;
 }
 
-bool makeLegal(Position& p, Move move, UndoRecord& u) { return makeLegal(p, move, u, nullptr, nullptr); }
+bool makeLegal(Position& p, Move move, UndoRecord& u) {
+    return makeLegal(p, move, u, nullptr, nullptr);
+}
 
 bool makeLegal(Position& p, Move move, UndoRecord& u, NewKeyHook hook, const void* context) {
     SideState& us = p.toMove();

@@ -15,7 +15,7 @@ struct Searcher;
 class SearchClock;
 
 class Reporter {
-public:
+  public:
     Reporter();
     virtual void reportIteration(Searcher& searcher, int score, int alpha, int beta) = 0;
     virtual void reportCurrentMove(Move move, int number) = 0;
@@ -56,7 +56,7 @@ void compressBlanks(std::string& line);
 // What a searcher reports to when nobody listens: a worker, or a search before the protocol
 // is chosen.
 class NullReporter : public Reporter {
-public:
+  public:
     void reportIteration(Searcher& searcher, int score, int alpha, int beta) override;
     void reportCurrentMove(Move, int) override {}
     void reportBestMove(const Move*, const Move*, bool) override {}
