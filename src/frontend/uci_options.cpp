@@ -210,7 +210,7 @@ void UciInterpreter::handleSetOption(const char* line) {
         } else if (name == "NoOutput") {
             reporter->setOutputOff(flag);
         } else {
-            s.clearCaches = flag;
+            s.clearCaches.store(flag, std::memory_order_relaxed);
         }
     } else if (name == "NeuroMaterial" || name == "NeuroWidth") {
         const bool isShare = name == "NeuroMaterial";
@@ -238,16 +238,17 @@ void UciInterpreter::handleSetOption(const char* line) {
             value.illegal("Resign");
             return;
         }
+        int32_t score = -4000;
         if (centipawns >= 2000) {
-            s.resignScore = -ScoreMate;  // never before being mated
+            score = -ScoreMate;  // never before being mated
         } else if (centipawns > 400) {
-            s.resignScore = static_cast<int32_t>(centipawns * -10);
-        } else {
-            s.resignScore = -4000;
+            score = static_cast<int32_t>(centipawns * -10);
         }
+        s.resignScore.store(score, std::memory_order_relaxed);
     } else if (name == "TimeLogfile") {
         OptionValue value(line, name, *reporter);
         if (!value.present()) return;
+        std::lock_guard<std::mutex> guard(timeLogLock());
         // The test is on the name already stored, not on the new one.
         if (std::strcmp(s.timeLogName, "nul:") == 0) {
             s.timeLogName[0] = 0;

@@ -24,7 +24,7 @@ UciReporter::UciReporter(Searcher* searcherIn, const SearchClock* limitsIn) {
 }
 
 double UciReporter::elapsedMs() const {
-    return static_cast<double>(wallClockMs() - limits->startTime);
+    return static_cast<double>(limits->elapsed());
 }
 
 double UciReporter::reportedNodes(const Searcher& s) const {

@@ -4,6 +4,8 @@
 // describes its inputs in a line of text, which the time log collects as training data.
 #pragma once
 
+#include <mutex>
+
 #include "board/move.h"
 #include "learn/neural_net.h"
 
@@ -55,3 +57,7 @@ double predictChange(Searcher& searcher, const Move* previousPv, int previousLen
 // Appends "featureText changed" as one line to the time log, under one lock for the whole
 // process. A file that cannot be opened is skipped without a word.
 void appendTimeLog(const char* fileName, const char* featureText, int changed);
+
+// The same lock guards every searcher's copy of the log's name: the option may change it
+// while a search is running.
+std::mutex& timeLogLock();

@@ -18,13 +18,13 @@ void SearchClock::reset() {
 }
 
 void SearchClock::startClock() {
-    startTime = wallClockMs();
+    startTime.store(wallClockMs(), std::memory_order_relaxed);
     running = true;
 }
 
 void SearchClock::stopClock() {
     // A second stop must not count the same run twice.
-    if (running) accumulated += wallClockMs() - startTime;
+    if (running) accumulated += wallClockMs() - startTime.load(std::memory_order_relaxed);
     running = false;
 }
 
@@ -45,7 +45,7 @@ bool SearchClock::mayStartIteration(uint64_t, int depth, double) const {
 }
 
 int64_t SearchClock::elapsed() const {
-    return wallClockMs() - startTime;
+    return wallClockMs() - startTime.load(std::memory_order_relaxed);
 }
 
 namespace {

@@ -3,6 +3,7 @@
 // bounds the depth.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 struct Searcher;
@@ -28,7 +29,8 @@ class SearchClock {
 
     int64_t elapsed() const;
 
-    int64_t startTime = 0;
+    // Restarted by the search thread (around a table clear) while ponderhit reads it.
+    std::atomic<int64_t> startTime{0};
     int64_t accumulated = 0;
     int16_t maxDepth = 6;
     bool running = false;

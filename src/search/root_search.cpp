@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 #include "board/movegen.h"
@@ -270,6 +271,13 @@ int Searcher::rootSearch(int depth) {
 bool runSearch(Searcher& s, SearchClock* limits) {
     if (limits && s.limits != limits)
         s.limits = limits;  // no write when unchanged: ponderhit reads it
+    // The option may rename the log while this search runs; the search keeps the name it began
+    // with.
+    char timeLog[sizeof s.timeLogName];
+    {
+        std::lock_guard<std::mutex> guard(timeLogLock());
+        std::memcpy(timeLog, s.timeLogName, sizeof timeLog);
+    }
     s.firstIteration = true;
     s.nodeCount = 0;
     s.iterationDepth = 0;
@@ -287,7 +295,7 @@ bool runSearch(Searcher& s, SearchClock* limits) {
 
     if (!moveFromTo(s.rootBestMove) && !stopped(s)) {
         s.resetSearchState();
-        if (s.clearCaches) {
+        if (s.clearCaches.load(std::memory_order_relaxed)) {
             if (isMain) {
                 s.limits->stopClock();
                 s.table->clearTable();
@@ -386,11 +394,11 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             const bool bothLines = older.length >= 1 && previous.length >= 1;
             // The training data of the predictor: last iteration's features, and whether the
             // best move changed since.
-            if (s.timeLogName[0] && !stopped(s) && score > -3500 && score < 3500 &&
-                s.historyCount < 20 && s.nodeCount >= 25001 && featureText[0] && bothLines) {
+            if (timeLog[0] && !stopped(s) && score > -3500 && score < 3500 && s.historyCount < 20 &&
+                s.nodeCount >= 25001 && featureText[0] && bothLines) {
                 s.evaluator.materialValue(s.position, false);
                 if (s.evaluator.ordinaryRecogniserActive())
-                    appendTimeLog(s.timeLogName, featureText, s.rootBestMove != recordedBest ? 1 : 0);
+                    appendTimeLog(timeLog, featureText, s.rootBestMove != recordedBest ? 1 : 0);
             }
             const bool changedNow = bothLines && older.moves[0] != previous.moves[0];
             current ^= 1;
@@ -402,10 +410,10 @@ bool runSearch(Searcher& s, SearchClock* limits) {
                                                s.failedLow, failedLowBefore, changedNow,
                                                changedBefore, s.rootCount, featureText);
                 percent = std::min(75.0, std::max(0.0, 100.0 * p));
-                if (s.timeLogName[0] && std::strcmp(s.timeLogName, "nul:") != 0) {
+                if (timeLog[0] && std::strcmp(timeLog, "nul:") != 0) {
                     char text[64];
-                    std::snprintf(text, sizeof text, "Best move will change with %5.1f%% probability",
-                                  percent);
+                    std::snprintf(text, sizeof text,
+                                  "Best move will change with %5.1f%% probability", percent);
                     s.reporter->reportInfo(text);
                 }
             }
@@ -434,7 +442,7 @@ bool Searcher::quietPosition(int* score) {
     previousNullPly = -10;
     selDepth = 0;
     resetSearchState();
-    if (clearCaches) evaluator.clearCaches();
+    if (clearCaches.load(std::memory_order_relaxed)) evaluator.clearCaches();
     const int e = evaluator.evaluate(position);
     const int value = quiescence(position.toMove(), position.notToMove(), e - 1, e + 1, -1);
     if (score) *score = value;

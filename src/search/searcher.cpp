@@ -44,7 +44,7 @@ void Searcher::resetToDefaults() {
     timeLogName[0] = 0;
     useBook = true;
     restrictedRoot = false;
-    resignScore = -7000;
+    resignScore.store(-7000, std::memory_order_relaxed);
     stopRequested.store(false, std::memory_order_relaxed);
     ponderRequested.store(false, std::memory_order_relaxed);
     rootCount = 0;
@@ -65,12 +65,16 @@ void Searcher::copyStateFrom(const Searcher& source) {
     restrictedRoot = source.restrictedRoot;
     rootCount = source.rootCount;
     std::memcpy(static_cast<void*>(rootMoves), source.rootMoves, sizeof(RootMove) * rootCount);
-    resignScore = source.resignScore;
+    resignScore.store(source.resignScore.load(std::memory_order_relaxed),
+                      std::memory_order_relaxed);
     threadCount = source.threadCount;
     multiPv = source.multiPv;
     finishedMoves = source.finishedMoves;
-    std::memcpy(timeLogName, source.timeLogName, sizeof timeLogName);
-    clearCaches = false;
+    {
+        std::lock_guard<std::mutex> guard(timeLogLock());
+        std::memcpy(timeLogName, source.timeLogName, sizeof timeLogName);
+    }
+    clearCaches.store(false, std::memory_order_relaxed);
     stopRequested.store(false, std::memory_order_relaxed);
     ponderRequested.store(false, std::memory_order_relaxed);
     gameFollower = nullptr;

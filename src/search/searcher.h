@@ -84,9 +84,11 @@ struct Searcher : Game {
     std::atomic<bool> ponderRequested{false};
     std::atomic<bool> searchRunning{false};
     bool useBook = true;
-    bool clearCaches = false;
+    // AlwaysClearHash: set without stopping a search, so atomic as well.
+    std::atomic<bool> clearCaches{false};
 
-    int32_t resignScore = -7000;
+    // Set by the option without stopping a search.
+    std::atomic<int32_t> resignScore{-7000};
 
     uint64_t nodeCount = 0;
     int16_t iterationDepth = 0;

@@ -175,6 +175,10 @@ TEST(TimeLog, AppendsWholeLinesAndSkipsBadFiles) {
     EXPECT_EQ(lines, 200);
     std::remove(name.c_str());
     appendTimeLog("/nonexistent-directory/log.txt", "1 ", 0);
+    // "nul:" names the null device: no file of that name appears.
+    std::remove("nul:");
+    appendTimeLog("nul:", "1 ", 0);
+    EXPECT_FALSE(std::filesystem::exists("nul:"));
 }
 
 }  // namespace

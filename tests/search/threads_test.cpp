@@ -4,12 +4,18 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <memory>
 #include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "board/text.h"
 #include "frontend/search_controller.h"
+#include "frontend/uci_interpreter.h"
+#include "frontend/uci_reporter.h"
 #include "search/limits.h"
 #include "search/searcher.h"
 
@@ -82,6 +88,83 @@ TEST(Threads, StopPonderhitAndOptionsAtRandomMoments) {
     }
     // Every search ends with exactly one move, whether it stopped by itself or was stopped.
     EXPECT_EQ(t.reporter.bestMoves, launched);
+}
+
+// The reporter of a real session, with its lines counted instead of printed.
+class CountingUciReporter : public UciReporter {
+  public:
+    using UciReporter::UciReporter;
+    void writeLine(const char* text) override {
+        if (std::strncmp(text, "bestmove", 8) == 0) ++bestMoves;
+    }
+    std::atomic<int> bestMoves{0};
+};
+
+// The command thread of a UCI session in-process: every option arrives while a search runs,
+// between go, ponderhit and stop at random moments. Whatever the option touches, the search
+// thread and its workers must never race with it.
+TEST(Threads, OptionsArriveDuringASearch) {
+    auto searcher = std::make_unique<Searcher>(2 << 20);
+    SearchLimits limits;
+    CountingUciReporter reporter(searcher.get(), &limits);
+    searcher->setReporter(&reporter);
+    const std::string timeLog = ::testing::TempDir() + "zelmark_threads_timelog.txt";
+    // Clear Hash is left out: the table is lockless by design and clearing it during a search
+    // is the test above; under the thread sanitizer it only costs time here.
+    const std::vector<std::string> options = {"Hash value 2",
+                                              "MultiPV value 3",
+                                              "MultiPV value 1",
+                                              "NumberOfProcessors value 3",
+                                              "NumberOfProcessors value 1",
+                                              "Ponder value false",
+                                              "Ponder value true",
+                                              "OwnBook value true",
+                                              "UCI_Chess960 value true",
+                                              "UCI_Chess960 value false",
+                                              "NoOutput value true",
+                                              "NoOutput value false",
+                                              "AlwaysClearHash value true",
+                                              "AlwaysClearHash value false",
+                                              "NeuroMaterial value 40",
+                                              "NeuroWidth value 700",
+                                              "Resign value 500",
+                                              "TimeLogfile value " + timeLog,
+                                              "TimeLogfile value nul:",
+                                              "MaterialFile value /nonexistent/net.txt",
+                                              "BookFile value x",
+                                              "BitbasePath value /nonexistent",
+                                              "BitbaseCache value 2",
+                                              "blocking value false"};
+    const std::vector<std::string> searches = {"go infinite",
+                                               "go wtime 3000 btime 3000 winc 30 binc 30",
+                                               "go ponder wtime 2000 btime 2000",
+                                               "go depth 30",
+                                               "go movetime 60",
+                                               "go nodes 40000"};
+    std::mt19937 random(5);
+    {
+        SearchController controller(searcher.get(), &reporter, &limits);
+        UciInterpreter uci(searcher.get(), &reporter, &controller, false);
+        uci.handleCommand("uci");
+        uci.handleCommand("debug on");
+        for (int round = 0; round < 60; ++round) {
+            uci.handleCommand(round % 2 ? "position startpos moves e2e4 c7c5 g1f3"
+                                        : "position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1");
+            uci.handleCommand(searches[random() % searches.size()].c_str());
+            for (int n = 1 + random() % 3; n > 0; --n) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
+                const std::string option = "setoption name " + options[random() % options.size()];
+                uci.handleCommand(option.c_str());
+            }
+            if (random() % 2) uci.handleCommand("ponderhit");
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
+            uci.handleCommand(random() % 4 ? "stop" : "isready");
+        }
+        uci.handleCommand("stop");
+    }
+    searcher->setReporter(nullptr);
+    std::remove(timeLog.c_str());
+    EXPECT_GT(reporter.bestMoves, 0);
 }
 
 }  // namespace
