@@ -244,15 +244,30 @@ TEST(Go, QuitDuringASearchPrintsNoMove) {
     EXPECT_EQ(countBestMoves(engine.remainingLines), 0);
 }
 
-TEST(Go, EndOfInputDuringASearchEndsTheRunCleanly) {
-    for (const char* go : {"go infinite", LastingSearch}) {
-        EngineProcess engine;
-        startUci(engine);
-        engine.send(go);
-        sync(engine);
-        ASSERT_TRUE(engine.finish(10000)) << "engine hung at the end of its input: " << go;
-        EXPECT_EQ(engine.exitStatus, 0);
-        EXPECT_EQ(engine.errorText, "");
+// A GUI that dies closes the engine's input at any moment: in a search of one or several
+// threads, while pondering, in a perft, between the bytes of a line, before the protocol word.
+// The engine ends with status 0 and says nothing on standard error.
+TEST(EndOfInput, AtAnyMomentEndsTheRunCleanly) {
+    const std::vector<std::string> sessions = {
+        "uci\ngo infinite\n",
+        "uci\nsetoption name NumberOfProcessors value 3\nposition startpos\ngo infinite\n",
+        "uci\nsetoption name MultiPV value 3\ngo depth 40\n",
+        "uci\nposition startpos moves e2e4\ngo ponder wtime 500000 btime 500000\n",
+        "uci\nposition fen " + std::string(Kiwipete) + "\nperft depth 4\n",
+        "uci\nsetoption name Hash value 64\neval\n",
+        "uci\ngo infinite\nposition startpos moves e2e4 e7",  // cut inside a line
+        "uci",  // the protocol word without its line end
+        "",
+    };
+    for (const std::string& session : sessions) {
+        for (int pause : {0, 150}) {
+            EngineProcess engine;
+            engine.sendRaw(session);
+            std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+            ASSERT_TRUE(engine.finish(15000)) << "hung at the end of input after: " << session;
+            EXPECT_EQ(engine.exitStatus, 0) << session;
+            EXPECT_EQ(engine.errorText, "") << session;
+        }
     }
 }
 
