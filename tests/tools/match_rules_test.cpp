@@ -55,6 +55,22 @@ TEST(InfoLines, ScoreOfThePrincipalLine) {
     EXPECT_GT(score, 10000);
 }
 
+TEST(MemoryTrace, GrowthCountsFromTheEndOfTheWarmUpOrTheLastRestart) {
+    match::MemoryTrace m;
+    m.record(9000, 1, true);
+    m.record(30000, 2, true);  // the tables fill during the warm-up
+    m.record(0, 3, false);     // an unreadable figure changes nothing
+    m.record(31000, 4, false);
+    m.record(30500, 5, false);
+    EXPECT_EQ(m.baseline, 30000);
+    EXPECT_EQ(m.baselineGame, 2);
+    EXPECT_EQ(m.growth(), 500);
+    EXPECT_EQ(m.highest, 31000);
+    m.baseline = 0;  // what a restart does
+    m.record(12000, 6, false);
+    EXPECT_EQ(m.growth(), 0);
+}
+
 TEST(EloEstimate, KnownCounts) {
     const match::EloEstimate even = match::trinomialElo(50, 0, 50);
     EXPECT_NEAR(even.elo, 0, 1e-9);
@@ -79,13 +95,14 @@ TEST(EloEstimate, KnownCounts) {
 TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
     match::MatchSettings s;
     std::string error;
-    ASSERT_EQ(match::parseArguments(
-                  {"-engine",      "./a --flag", "name=A",    "Hash=16",     "ponder=true",
-                   "--engine",     "./b",        "Threads=2", "-each",       "Hash=8",
-                   "Ponder=false", "-tc",        "1+0.01",    "-rounds",     "100",
-                   "--variant",    "960",        "-resign",   "movecount=3", "score=600"},
-                  s, error),
-              match::ParseResult::Run)
+    ASSERT_EQ(
+        match::parseArguments(
+            {"-engine",     "./a --flag", "name=A",     "Hash=16",   "ponder=true",  "--engine",
+             "./b",         "Threads=2",  "-each",      "Hash=8",    "Ponder=false", "-tc",
+             "1+0.01",      "-rounds",    "100",        "--variant", "960",          "-resign",
+             "movecount=3", "score=600",  "-maxgrowth", "4096"},
+            s, error),
+        match::ParseResult::Run)
         << error;
     using Options = std::vector<std::pair<std::string, std::string>>;
     EXPECT_EQ(s.engines[0].command, "./a --flag");
@@ -97,6 +114,7 @@ TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
     EXPECT_DOUBLE_EQ(s.incrementSeconds, 0.01);
     EXPECT_TRUE(s.chess960);
     EXPECT_EQ(s.resign.score, 600);
+    EXPECT_EQ(s.maxGrowthKiB, 4096);
 
     for (const std::vector<std::string>& bad : std::vector<std::vector<std::string>>{
              {"-engine", "./a"},
@@ -104,6 +122,7 @@ TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
              {"-engine", "./a", "-engine", "./b", "-tc", "0+1"},
              {"-engine", "./a", "ponder=maybe", "-engine", "./b"},
              {"-engine", "./a", "-engine", "./b", "-resign", "score=600"},
+             {"-engine", "./a", "-engine", "./b", "-maxgrowth", "-1"},
              {"-engine", "./a", "-engine", "./b", "stray"}}) {
         EXPECT_EQ(match::parseArguments(bad, s, error), match::ParseResult::Error) << bad.back();
     }

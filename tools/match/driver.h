@@ -143,6 +143,27 @@ struct PlayerCounters {
     int restarts = 0;
 };
 
+// Resident memory of an engine between games, in KiB. The baseline is taken at the end of the
+// warm-up, when the engine's tables have been filled, and again after a restart; what the
+// process holds beyond it at the end is growth.
+struct MemoryTrace {
+    long baseline = 0;
+    int baselineGame = 0;
+    long last = 0;
+    long highest = 0;
+
+    void record(long kib, int game, bool warmingUp) {
+        if (kib <= 0) return;
+        if (warmingUp || baseline == 0) {
+            baseline = kib;
+            baselineGame = game;
+        }
+        last = kib;
+        highest = std::max(highest, kib);
+    }
+    long growth() const { return baseline ? last - baseline : 0; }
+};
+
 // One engine: its process, the UCI set-up, and what went wrong with it.
 class Player {
   public:
@@ -227,6 +248,7 @@ class Player {
     std::vector<std::string> undeclaredOptions;  // sent although the engine did not list them
     std::string name;                            // as the PGN shows it
     PlayerCounters counters;
+    MemoryTrace memory;
     int failedStarts = 0;  // in a row; the match gives up at three
     Ending lastFault = Ending::Crash;
 
@@ -290,6 +312,8 @@ class Match {
         for (const Player& p : players_) {
             const PlayerCounters& c = p.counters;
             if (c.crashes || c.hangs || c.illegalMoves || c.timeLosses) return true;
+            if (settings_.maxGrowthKiB >= 0 && p.memory.growth() > settings_.maxGrowthKiB)
+                return true;
         }
         return false;
     }
@@ -438,6 +462,7 @@ class Match {
             note("%s: %s\n", p.name.c_str(), error.c_str());
         }
         ++p.counters.restarts;
+        p.memory.baseline = 0;  // a new process warms up anew
         note("%s: restarting\n", p.name.c_str());
         if (p.start(error) && p.process.send("ucinewgame") && p.synchronise(error)) {
             p.failedStarts = 0;
@@ -495,6 +520,9 @@ class Match {
         const Verdict v = playGame(whiteIndex, fen, game);
         ++gamesPlayed_;
         ++endings_[static_cast<int>(v.ending)];
+        // The first tenth of the match is the warm-up.
+        const bool warmingUp = g + 1 <= std::max(1, games / 10);
+        for (Player& p : players_) p.memory.record(p.process.residentKiB(), g + 1, warmingUp);
         double firstPoints = 0.5;
         if (v.outcome == Outcome::Draw) {
             ++players_[0].counters.draws;
@@ -564,6 +592,16 @@ class Match {
                 "time losses %d, restarts %d\n",
                 p.name.c_str(), c.wins, c.draws, c.losses, c.crashes, c.hangs, c.illegalMoves,
                 c.timeLosses, c.restarts);
+        }
+        for (const Player& p : players_) {
+            const MemoryTrace& m = p.memory;
+            if (!m.baseline) continue;
+            const bool tooMuch = settings_.maxGrowthKiB >= 0 && m.growth() > settings_.maxGrowthKiB;
+            note(
+                "%s: memory %ld KiB after game %d, %ld KiB at the end (growth %ld KiB%s), "
+                "highest %ld KiB\n",
+                p.name.c_str(), m.baseline, m.baselineGame, m.last, m.growth(),
+                tooMuch ? ", over the limit" : "", m.highest);
         }
         std::string endings;
         for (const EndingCount& e : EndingLabels) {

@@ -116,6 +116,19 @@ class EngineProcess {
     }
 
     bool running() const { return pid_ > 0 && !closed_; }
+
+    // The process's resident memory in KiB, from /proc; 0 if it cannot be read.
+    long residentKiB() const {
+        if (pid_ <= 0) return 0;
+        std::FILE* status = std::fopen(("/proc/" + std::to_string(pid_) + "/status").c_str(), "r");
+        if (!status) return 0;
+        long kib = 0;
+        char line[256];
+        while (std::fgets(line, sizeof line, status))
+            if (std::sscanf(line, "VmRSS: %ld", &kib) == 1) break;
+        std::fclose(status);
+        return kib;
+    }
     int outputFd() const { return outputFd_; }
 
     bool send(const std::string& line) {

@@ -38,8 +38,9 @@ struct MatchSettings {
     double baseSeconds = 10;
     double incrementSeconds = 0.1;
     std::string timeControl = "10+0.1";
-    int lagMs = 50;        // overrun of the clock that is still forgiven, per game
-    int timeoutMs = 5000;  // for uciok, readyok, and a bestmove after stop
+    int lagMs = 50;          // overrun of the clock that is still forgiven, per game
+    int timeoutMs = 5000;    // for uciok, readyok, and a bestmove after stop
+    long maxGrowthKiB = -1;  // resident memory an engine may gain after the warm-up; -1: any
     std::string pgnPath;
     bool chess960 = false;
     bool debug = false;
@@ -79,6 +80,9 @@ inline const char* const HelpText =
     "  -lag MS             overrun of the clock forgiven in a game (default 50)\n"
     "  -timeout MS         wait for uciok and readyok, and for bestmove after stop, before\n"
     "                      an engine counts as hung and is restarted (default 5000)\n"
+    "  -maxgrowth KIB      a fault if an engine's resident memory at the end exceeds what it\n"
+    "                      held after the warm-up (the first tenth of the games) by more than\n"
+    "                      KIB; the summary shows the figures in any case\n"
     "  -resign movecount=N score=CP\n"
     "                      a side loses when for N moves its engine scored at most -CP and\n"
     "                      the opponent at least CP (off by default)\n"
@@ -94,8 +98,8 @@ inline const char* const HelpText =
     "\n"
     "Options may be written with one dash or two. The Elo margin is the 95 % interval of the\n"
     "pentanomial model over game pairs, with the trinomial one beside it.\n"
-    "Exit status: 0 clean, 1 if any engine crashed, hung, made an illegal move or lost on\n"
-    "time, 2 for a usage or set-up error.\n";
+    "Exit status: 0 clean, 1 if any engine crashed, hung, made an illegal move, lost on time\n"
+    "or grew beyond -maxgrowth, 2 for a usage or set-up error.\n";
 
 inline bool parseInteger(const std::string& text, int& value) {
     if (text.empty()) return false;
@@ -267,6 +271,13 @@ inline ParseResult parseArguments(const std::vector<std::string>& args, MatchSet
                 return ParseResult::Error;
             }
             (option == "lag" ? s.lagMs : s.timeoutMs) = n;
+        } else if (option == "maxgrowth") {
+            if (!value("-maxgrowth", v)) return ParseResult::Error;
+            if (!parseInteger(v, n) || n < 0) {
+                error = "-maxgrowth needs KiB";
+                return ParseResult::Error;
+            }
+            s.maxGrowthKiB = n;
         } else if (option == "resign" || option == "draw") {
             ScoreRule& rule = option == "resign" ? s.resign : s.draw;
             const std::vector<std::string> words = settings();
