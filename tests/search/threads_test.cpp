@@ -101,13 +101,12 @@ class CountingUciReporter : public UciReporter {
 };
 
 // The command thread of a UCI session in-process: every option arrives while a search runs,
-// between go, ponderhit and stop at random moments. Whatever the option touches, the search
-// thread and its workers must never race with it.
+// between go, ponderhit and stop at random moments, and each session ends in a search, by
+// quit or by the end of input. Whatever the option touches, the search thread and its workers
+// must never race with it, and no thread outlives its session.
 TEST(Threads, OptionsArriveDuringASearch) {
     auto searcher = std::make_unique<Searcher>(2 << 20);
     SearchLimits limits;
-    CountingUciReporter reporter(searcher.get(), &limits);
-    searcher->setReporter(&reporter);
     const std::string timeLog = ::testing::TempDir() + "zelmark_threads_timelog.txt";
     // Clear Hash is left out: the table is lockless by design and clearing it during a search
     // is the test above; under the thread sanitizer it only costs time here.
@@ -142,29 +141,42 @@ TEST(Threads, OptionsArriveDuringASearch) {
                                                "go movetime 60",
                                                "go nodes 40000"};
     std::mt19937 random(5);
-    {
-        SearchController controller(searcher.get(), &reporter, &limits);
-        UciInterpreter uci(searcher.get(), &reporter, &controller, false);
-        uci.handleCommand("uci");
-        uci.handleCommand("debug on");
-        for (int round = 0; round < 60; ++round) {
-            uci.handleCommand(round % 2 ? "position startpos moves e2e4 c7c5 g1f3"
-                                        : "position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1");
-            uci.handleCommand(searches[random() % searches.size()].c_str());
-            for (int n = 1 + random() % 3; n > 0; --n) {
+    int bestMoves = 0;
+    for (int session = 0; session < 3; ++session) {
+        CountingUciReporter reporter(searcher.get(), &limits);
+        searcher->setReporter(&reporter);
+        {
+            SearchController controller(searcher.get(), &reporter, &limits);
+            UciInterpreter uci(searcher.get(), &reporter, &controller, false);
+            uci.handleCommand("uci");
+            uci.handleCommand("debug on");
+            for (int round = 0; round < 20; ++round) {
+                uci.handleCommand(round % 2
+                                      ? "position startpos moves e2e4 c7c5 g1f3"
+                                      : "position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1");
+                uci.handleCommand(searches[random() % searches.size()].c_str());
+                for (int n = 1 + random() % 3; n > 0; --n) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
+                    const std::string option =
+                        "setoption name " + options[random() % options.size()];
+                    uci.handleCommand(option.c_str());
+                }
+                if (random() % 2) uci.handleCommand("ponderhit");
                 std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
-                const std::string option = "setoption name " + options[random() % options.size()];
-                uci.handleCommand(option.c_str());
+                uci.handleCommand(random() % 4 ? "stop" : "isready");
             }
-            if (random() % 2) uci.handleCommand("ponderhit");
-            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
-            uci.handleCommand(random() % 4 ? "stop" : "isready");
+            uci.handleCommand("setoption name NumberOfProcessors value 3");
+            uci.handleCommand("go infinite");
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            if (session == 0) uci.handleCommand("quit");
+            if (session == 1) uci.handleCommand("stop");
+            // Session 2 ends with its search running, as at the end of input.
         }
-        uci.handleCommand("stop");
+        searcher->setReporter(nullptr);
+        bestMoves += reporter.bestMoves;
     }
-    searcher->setReporter(nullptr);
     std::remove(timeLog.c_str());
-    EXPECT_GT(reporter.bestMoves, 0);
+    EXPECT_GT(bestMoves, 0);
 }
 
 }  // namespace
