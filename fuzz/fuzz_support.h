@@ -62,23 +62,6 @@ inline void checkInvariants(const Position& p, const std::string& context) {
                "side not to move in check after " + context + " in " + fenOf(p));
 }
 
-// The moves of the position that makeLegal accepts.
-inline std::vector<Move> legalMoves(Position& p) {
-    std::vector<MoveEntry> list(MaxMovesPerPosition);
-    const MoveEntry* end = generateMoves(p, GenAll, list.data());
-    const long count = end - list.data();
-    FUZZ_CHECK(count >= 0 && count <= MaxMovesPerPosition, "move list size " + fenOf(p));
-    std::vector<Move> legal;
-    for (const MoveEntry* e = list.data(); e != end; ++e) {
-        UndoRecord undo;
-        beginUndo(undo, p);
-        if (!makeLegal(p, e->move, undo)) continue;
-        legal.push_back(e->move);
-        undoMove(undo);
-    }
-    return legal;
-}
-
 // Makes the move, checks the position after it, takes it back and checks that the board is
 // restored byte for byte.
 inline void checkMakeUndo(Position& p, Move move, const std::string& context) {

@@ -24,6 +24,33 @@ constexpr int rowOf(int square) {
     return square >> 3;
 }
 
+constexpr int kingDistance(int a, int b) {
+    const int files = fileOf(a) > fileOf(b) ? fileOf(a) - fileOf(b) : fileOf(b) - fileOf(a);
+    const int rows = rowOf(a) > rowOf(b) ? rowOf(a) - rowOf(b) : rowOf(b) - rowOf(a);
+    return files > rows ? files : rows;
+}
+
+// Each square of `b` with its eight neighbours.
+constexpr Bitboard kingSpread(Bitboard b) {
+    b |= ((b & ~FileA) >> 1) | ((b & ~FileH) << 1);
+    return b | (b >> 8) | (b << 8);
+}
+
+// Every square of the files that hold a member of `b`.
+constexpr Bitboard fileFill(Bitboard b) {
+    b |= (b >> 8) | (b << 8);
+    b |= (b >> 16) | (b << 16);
+    return b | (b >> 32) | (b << 32);
+}
+
+// Squares attacked by pawns moving towards square 0 (White's), and by pawns moving away from it.
+constexpr Bitboard upPawnAttacks(Bitboard pawns) {
+    return ((pawns & ~FileA) >> 9) | ((pawns & ~FileH) >> 7);
+}
+constexpr Bitboard downPawnAttacks(Bitboard pawns) {
+    return ((pawns & ~FileA) << 7) | ((pawns & ~FileH) << 9);
+}
+
 // Bit count by arithmetic: no hardware instruction and no table, so it behaves alike on
 // every machine the engine is built for.
 constexpr int popcount(Bitboard x) {

@@ -29,13 +29,6 @@ inline bool kingAttackedBy(const Position& p, const SideState& victim, const Sid
             victim.pieces[King]) != 0;
 }
 
-// King steps from every square of a set at once.
-inline Bitboard kingSpread(Bitboard b) {
-    Bitboard sideways = ((b << 1) & ~FileA) | ((b >> 1) & ~FileH);
-    Bitboard row = b | sideways;
-    return sideways | (row << 8) | (row >> 8);
-}
-
 }  // namespace
 
 bool whiteKingAttacked(const Position& p) {

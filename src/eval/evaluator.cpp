@@ -44,10 +44,10 @@ bool hasPawnMove(const Position& p) {
     Bitboard targets = p.notToMove().men();
     if (p.epSquare >= 0) targets |= squareBit(p.epSquare);
     if (p.whiteToMove) {
-        const Bitboard attacks = ((pawns & ~FileA) >> 9) | ((pawns & ~FileH) >> 7);
+        const Bitboard attacks = upPawnAttacks(pawns);
         return ((pawns >> 8) & ~p.occupied) != 0 || (attacks & targets) != 0;
     }
-    const Bitboard attacks = ((pawns & ~FileA) << 7) | ((pawns & ~FileH) << 9);
+    const Bitboard attacks = downPawnAttacks(pawns);
     return ((pawns << 8) & ~p.occupied) != 0 || (attacks & targets) != 0;
 }
 

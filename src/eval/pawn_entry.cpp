@@ -89,9 +89,6 @@ constexpr Bitboard fillBackward(Bitboard b) {
     b |= b << 16;
     return b | (b << 32);
 }
-constexpr Bitboard fileFill(Bitboard b) {
-    return fillForward(b) | fillBackward(b);
-}
 // The file fill of `b` that runs only over `open` squares (an occluded fill in both directions).
 constexpr Bitboard fileFillThrough(Bitboard b, Bitboard open) {
     Bitboard up = b, down = b, upOpen = open, downOpen = open;
@@ -106,13 +103,6 @@ constexpr Bitboard fileFillThrough(Bitboard b, Bitboard open) {
     downOpen &= downOpen << 16;
     down |= downOpen & (down << 32);
     return up | down;
-}
-// Squares attacked by pawns moving forward, and by the enemy's pawns moving the other way.
-constexpr Bitboard attacksForward(Bitboard pawns) {
-    return ((pawns & ~FileA) >> 9) | ((pawns & ~FileH) >> 7);
-}
-constexpr Bitboard attacksBackward(Bitboard pawns) {
-    return ((pawns & ~FileA) << 7) | ((pawns & ~FileH) << 9);
 }
 
 struct SideTerms {
@@ -134,9 +124,9 @@ struct SideTerms {
 bool reachesSeventh(int square, Bitboard own, Bitboard enemy) {
     for (int s = square - 8; s >= 8; s -= 8) {
         const Bitboard target = squareBit(s);
-        const int guards = popcount(enemy & attacksForward(target));
+        const int guards = popcount(enemy & upPawnAttacks(target));
         if (guards == 0) continue;
-        const Bitboard guardSquares = attacksBackward(target);
+        const Bitboard guardSquares = downPawnAttacks(target);
         const Bitboard defenderSquares =
             guardSquares | (guardSquares << 8) | ((guardSquares << 16) & RankTwo);
         if (guards > popcount(own & defenderSquares)) return false;
@@ -150,10 +140,10 @@ bool reachesSeventh(int square, Bitboard own, Bitboard enemy) {
 // must hold the enemy's flood from our far rank back from our home rank.
 void blockedRegion(SideTerms& t, Bitboard own, Bitboard enemy) {
     const Bitboard blocked =
-        own & (enemy << 8) & ~attacksBackward(enemy) & ~(attacksForward(own) << 8);
+        own & (enemy << 8) & ~downPawnAttacks(enemy) & ~(upPawnAttacks(own) << 8);
     const Bitboard blockers = blocked >> 8;
     const Bitboard wallPawns = blocked | t.backward;
-    const Bitboard wall = wallPawns | blockers | attacksBackward(blockers);
+    const Bitboard wall = wallPawns | blockers | downPawnAttacks(blockers);
     const Bitboard open = ~(wall | sideways(wall));
 
     Bitboard reached = RankEight & open;
@@ -181,7 +171,7 @@ SideTerms scoreSide(Bitboard own, Bitboard enemy) {
     t.front = fillForward(own >> 8);
     t.files = fileFill(own);
     const Bitboard enemyFiles = fileFill(enemy);
-    const Bitboard guarded = own & attacksForward(own);
+    const Bitboard guarded = own & upPawnAttacks(own);
 
     const Bitboard isolated = own & ~sideways(t.files);
     const int isolatedCost =
@@ -212,8 +202,8 @@ SideTerms scoreSide(Bitboard own, Bitboard enemy) {
     // Squares diagonally behind the front are those level with or ahead of a friend on a
     // neighbouring file, so a pawn outside them has no neighbour that could guard its stop
     // square.
-    const Bitboard supported = attacksBackward(t.front);
-    t.backward = own & ~supported & (attacksBackward(enemy) << 8);
+    const Bitboard supported = downPawnAttacks(t.front);
+    t.backward = own & ~supported & (downPawnAttacks(enemy) << 8);
     const int backwardCount = popcount(t.backward);
     t.mid -= 38 * backwardCount;
     t.end -= 4 * backwardCount;

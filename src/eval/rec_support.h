@@ -20,12 +20,6 @@ constexpr Bitboard orthogonalSpread(Bitboard b) {
     return b | ((b & ~FileA) >> 1) | ((b & ~FileH) << 1) | (b >> 8) | (b << 8);
 }
 
-// Each square of `b` with its eight neighbours.
-constexpr Bitboard kingSpread(Bitboard b) {
-    const Bitboard row = b | ((b & ~FileA) >> 1) | ((b & ~FileH) << 1);
-    return row | (row >> 8) | (row << 8);
-}
-
 // The highest square of a non-empty set: the top bit smeared down and isolated.
 inline int lastSquare(Bitboard b) {
     b |= b >> 1;
@@ -43,14 +37,6 @@ inline Bitboard knightTargets(Bitboard b) {
     return targets;
 }
 
-// Squares attacked by pawns moving towards square 0, and by pawns moving away from it.
-constexpr Bitboard upPawnAttacks(Bitboard pawns) {
-    return ((pawns & ~FileA) >> 9) | ((pawns & ~FileH) >> 7);
-}
-constexpr Bitboard downPawnAttacks(Bitboard pawns) {
-    return ((pawns & ~FileA) << 7) | ((pawns & ~FileH) << 9);
-}
-
 // The squares on the file of `square` towards square 0 (`up`) or away from it, the square
 // itself excluded.
 inline Bitboard fileAhead(int square, bool up) {
@@ -58,18 +44,6 @@ inline Bitboard fileAhead(int square, bool up) {
     return FileMask[fileOf(square)] & (up ? below : ~below & ~squareBit(square));
 }
 
-// Every square of the files that hold a man of `b`.
-constexpr Bitboard fileFill(Bitboard b) {
-    b |= b >> 8;
-    b |= b >> 16;
-    b |= b >> 32;
-    b &= 0xff;
-    return b * 0x0101010101010101ULL;
-}
-
-inline int kingDistance(int a, int b) {
-    return std::max(std::abs(fileOf(a) - fileOf(b)), std::abs(rowOf(a) - rowOf(b)));
-}
 inline int rookDistance(int a, int b) {
     return std::abs(fileOf(a) - fileOf(b)) + std::abs(rowOf(a) - rowOf(b));
 }

@@ -38,12 +38,6 @@ constexpr Bitboard eastOf(Bitboard b) {
     return (b & ~FileH) << 1;
 }
 
-// The set with every square one king step away from it.
-constexpr Bitboard kingSpread(Bitboard b) {
-    b |= westOf(b) | eastOf(b);
-    return b | (b >> 8) | (b << 8);
-}
-
 // Rank masks, White's view: rank 8 is row 0.
 constexpr Bitboard rankMask(int rank) {
     return Bitboard{0xff} << (8 * (8 - rank));
@@ -52,18 +46,6 @@ constexpr Bitboard rankMask(int rank) {
 // The square of a file (0 for a) and rank (1 to 8), as a bit.
 constexpr Bitboard squareAt(int file, int rank) {
     return squareBit((8 - rank) * 8 + file);
-}
-
-constexpr Bitboard fileFill(Bitboard b) {
-    b |= (b >> 8) | (b << 8);
-    b |= (b >> 16) | (b << 16);
-    return b | (b >> 32) | (b << 32);
-}
-
-constexpr int kingDistance(int a, int b) {
-    const int files = fileOf(a) > fileOf(b) ? fileOf(a) - fileOf(b) : fileOf(b) - fileOf(a);
-    const int rows = rowOf(a) > rowOf(b) ? rowOf(a) - rowOf(b) : rowOf(b) - rowOf(a);
-    return files > rows ? files : rows;
 }
 
 constexpr int atMostTwo(Bitboard b) {

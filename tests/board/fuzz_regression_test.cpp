@@ -13,20 +13,6 @@
 
 namespace {
 
-std::vector<Move> legalMoves(Position& p) {
-    MoveEntry list[MaxMovesPerPosition];
-    const MoveEntry* end = generateMoves(p, GenAll, list);
-    std::vector<Move> legal;
-    for (const MoveEntry* e = list; e != end; ++e) {
-        UndoRecord undo;
-        beginUndo(undo, p);
-        if (!makeLegal(p, e->move, undo)) continue;
-        legal.push_back(e->move);
-        undoMove(undo);
-    }
-    return legal;
-}
-
 int square(const char* name) {
     return squareFromLetters(name[0], name[1]);
 }

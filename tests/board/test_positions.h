@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "board/makemove.h"
+#include "board/movegen.h"
 #include "board/position.h"
 
 struct SuiteLine {
@@ -63,4 +65,41 @@ inline std::string invariantProblem(const Position& p) {
     }
     if ((p.sides[0].men() | p.sides[1].men()) != p.occupied) return "occupied";
     return "";
+}
+
+// The placement field of a FEN from 64 letters, a8 first, '.' for an empty square.
+inline std::string boardFen(const char* board) {
+    std::string fen;
+    for (int row = 0; row < 8; ++row) {
+        int empty = 0;
+        for (int file = 0; file < 8; ++file) {
+            const char c = board[row * 8 + file];
+            if (c == '.') {
+                ++empty;
+                continue;
+            }
+            if (empty) fen += static_cast<char>('0' + empty);
+            empty = 0;
+            fen += c;
+        }
+        if (empty) fen += static_cast<char>('0' + empty);
+        if (row < 7) fen += '/';
+    }
+    return fen;
+}
+
+// The moves of the position that makeLegal accepts. The list is sized exactly, so that the
+// address sanitizer catches a generator that writes past it.
+inline std::vector<Move> legalMoves(Position& p) {
+    std::vector<MoveEntry> list(MaxMovesPerPosition);
+    const MoveEntry* end = generateMoves(p, GenAll, list.data());
+    std::vector<Move> legal;
+    for (const MoveEntry* e = list.data(); e != end; ++e) {
+        UndoRecord undo;
+        beginUndo(undo, p);
+        if (!makeLegal(p, e->move, undo)) continue;
+        legal.push_back(e->move);
+        undoMove(undo);
+    }
+    return legal;
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "board/tables.h"
+#include "board/test_positions.h"
 #include "eval/evaluator.h"
 #include "eval/recogniser.h"
 #include "eval_support.h"
@@ -71,23 +72,7 @@ inline std::string randomPlacement(std::mt19937& random, const std::string& whit
         for (char c : white) place(c);
         for (char c : black) place(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
         if (!ok) continue;
-        std::string fen;
-        for (int row = 0; row < 8; ++row) {
-            int empty = 0;
-            for (int file = 0; file < 8; ++file) {
-                const char c = board[row * 8 + file];
-                if (c == '.') {
-                    ++empty;
-                    continue;
-                }
-                if (empty) fen += static_cast<char>('0' + empty);
-                empty = 0;
-                fen += c;
-            }
-            if (empty) fen += static_cast<char>('0' + empty);
-            if (row < 7) fen += '/';
-        }
-        fen += random() % 2 ? " w - -" : " b - -";
+        std::string fen = boardFen(board) + (random() % 2 ? " w - -" : " b - -");
         Position p;
         constructPosition(p);
         if (!parseFen(p, fen.c_str())) continue;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "board/makemove.h"
+#include "board/test_positions.h"
 #include "board/text.h"
 #include "search/limits.h"
 #include "search/searcher.h"
@@ -26,23 +27,7 @@ std::string randomPlacement(std::mt19937& random, const std::string& whitePieces
             while (board[s] != '.');
             board[s] = piece;
         }
-        std::string fen;
-        for (int row = 0; row < 8; ++row) {
-            int empty = 0;
-            for (int file = 0; file < 8; ++file) {
-                const char c = board[row * 8 + file];
-                if (c == '.') {
-                    ++empty;
-                    continue;
-                }
-                if (empty) fen += static_cast<char>('0' + empty);
-                empty = 0;
-                fen += c;
-            }
-            if (empty) fen += static_cast<char>('0' + empty);
-            if (row < 7) fen += '/';
-        }
-        fen += " w - - 0 1";
+        std::string fen = boardFen(board) + " w - - 0 1";
         Position p;
         constructPosition(p);
         if (!parseFen(p, fen.c_str())) continue;  // kings touching or Black in check
