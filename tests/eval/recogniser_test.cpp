@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <algorithm>
 
 #include "recogniser_support.h"
 
@@ -15,65 +15,22 @@ struct SelectionCase {
     const EndgameRecogniser* expected;
 };
 
-TEST(RecogniserSelection, EachRuleRowPicksItsInstance) {
+// Where the rules overlap or where a material is easily misread.
+TEST(RecogniserSelection, RepresentativeMaterials) {
     const SelectionCase cases[] = {
-        // Six men.
         {"r3k3/4p3/8/8/8/8/8/R1B1K3 w - -", &R.RecFortressWhite},
-        {"r1b1k3/8/8/8/8/8/4P3/R3K3 w - -", &R.RecFortressBlack},
-        {"4k3/4p3/8/8/8/8/P3P3/2B1K3 w - -", &R.RecPawnsBishopWhite},
-        {"2b1k3/p3p3/8/8/8/8/4P3/4K3 w - -", &R.RecPawnsBishopBlack},
-        // Five men, a rook each.
-        {"r3k3/8/8/8/8/8/4P3/R3K3 w - -", &R.RecRookPawnVsRookWhite},
         {"r3k3/4p3/8/8/8/8/8/R3K3 w - -", &R.RecRookPawnVsRookBlack},
-        {"r3k3/8/8/8/8/8/8/R1B1K3 w - -", &R.RecRookMinorVsRookWhite},
-        {"r1n1k3/8/8/8/8/8/8/R3K3 w - -", &R.RecRookMinorVsRookBlack},
-        // Five men, Black with one minor.
         {"2n1k3/4p3/8/8/8/8/8/R3K3 w - -", &R.RecFortressWhite2},
-        {"2nqk3/8/8/8/8/8/8/3QK3 w - -", &R.RecQueenMinorBlack},
-        {"2n1k3/8/8/8/8/8/8/1NB1K3 w - -", &R.RecTwoMinorsWhite},
         {"2b1k3/4p3/8/8/8/8/4P3/4K3 w - -", &R.RecPawnsBishopBlack},
-        // Five men, White with one minor.
-        {"r3k3/8/8/8/8/8/4P3/2B1K3 w - -", &R.RecFortressBlack2},
-        {"3qk3/8/8/8/8/8/8/2NQK3 w - -", &R.RecQueenMinorWhite},
-        {"1nb1k3/8/8/8/8/8/8/2N1K3 w - -", &R.RecTwoMinorsBlack},
-        {"4k3/8/8/8/8/8/3PP3/2B1K3 w - -", &R.RecPawnsBishopWhite},
-        // Five men, two minors against a rook or a pawn.
-        {"r3k3/8/8/8/8/8/8/1NB1K3 w - -", &R.RecTwoMinorsWhite2},
         {"4k3/4p3/8/8/8/8/8/1N2KN2 w - -", &R.RecTwoKnightsVsPawn},
-        {"1nb1k3/8/8/8/8/8/8/R3K3 w - -", &R.RecTwoMinorsBlack2},
         {"1n2kn2/8/8/8/8/8/4P3/4K3 w - -", &R.RecTwoKnightsVsPawn},
-        // Four men, one each.
         {"2b1k3/8/8/8/8/8/8/1N2K3 w - -", &R.RecDeadDraw},
-        {"r3k3/8/8/8/8/8/8/R3K3 w - -", &R.RecEqualHeavy},
-        {"3qk3/8/8/8/8/8/8/3QK3 w - -", &R.RecEqualHeavy},
-        {"3qk3/8/8/8/8/8/8/R3K3 w - -", &R.RecRookVsQueen},
-        {"r3k3/8/8/8/8/8/8/3QK3 w - -", &R.RecQueenVsRook},
-        {"2b1k3/8/8/8/8/8/8/R3K3 w - -", &R.RecRookVsMinorWhite},
-        {"r3k3/8/8/8/8/8/8/1N2K3 w - -", &R.RecRookVsMinorBlack},
-        {"1n2k3/8/8/8/8/8/4P3/4K3 w - -", &R.RecPawnVsMinorWhite},
-        {"4k3/4p3/8/8/8/8/8/2B1K3 w - -", &R.RecPawnVsMinorBlack},
-        // Four men, three on one side.
-        {"1n2kn2/8/8/8/8/8/8/4K3 w - -", &R.RecTwoKnights},
-        {"1nb1k3/8/8/8/8/8/8/4K3 w - -", &R.RecBishopKnightBlack},
-        {"2b1k3/p7/8/8/8/8/8/4K3 w - -", &R.RecPawnsBishopBlack},
-        {"4k3/8/8/8/8/8/8/1N2KN2 w - -", &R.RecTwoKnights},
-        {"4k3/8/8/8/8/8/8/1NB1K3 w - -", &R.RecBishopKnightWhite},
+        // A knight with its pawn goes to the same rules as a bishop with its pawn.
         {"4k3/8/8/8/8/8/P7/1N2K3 w - -", &R.RecPawnsBishopWhite},
-        // Three men and two.
-        {"4k3/8/8/8/8/8/4P3/4K3 w - -", &R.RecKpkWhite},
+        {"1nb1k3/8/8/8/8/8/8/4K3 w - -", &R.RecBishopKnightBlack},
         {"4k3/4p3/8/8/8/8/8/4K3 w - -", &R.RecKpkBlack},
-        {"4k3/8/8/8/8/8/8/R3K3 w - -", &R.RecHeavyWhite},
-        {"3qk3/8/8/8/8/8/8/4K3 w - -", &R.RecHeavyBlack},
         {"4k3/8/8/8/8/8/8/2B1K3 w - -", &R.RecDeadDraw},
-        {"4k3/8/8/8/8/8/8/4K3 w - -", &R.RecDeadDraw},
-        // The rest by the number of pieces.
-        {"4k3/pp6/8/8/8/8/PP6/4K3 w - -", &R.RecPawnEnding},
-        {"2b1k3/p7/8/8/8/8/P7/2B1K3 w - -", &R.RecBishopEnding},
-        {"1n2k3/p7/8/8/8/8/P7/1N2K3 w - -", &R.RecKnightEnding},
         {"2b1k3/p7/8/8/8/8/P7/1N2K3 w - -", &R.RecMinorEnding},
-        {"3qk3/p7/8/8/8/8/P7/3QK3 w - -", &R.RecQueenEnding},
-        {"r3k3/8/8/8/8/8/PP6/R3K3 w - -", &R.RecOnePawnSide},
-        {"r3k3/p7/8/8/8/8/P7/R3K3 w - -", &R.RecDefault},
         {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -", &R.RecDefault},
     };
     for (const SelectionCase& c : cases)
@@ -90,27 +47,6 @@ TEST(RecogniserSelection, CountsAloneDecide) {
     --white.pieceCount[Rook];
     --white.pieceCount[AllMen];
     EXPECT_EQ(selectRecogniser(p), &R.RecHeavyBlack);
-}
-
-TEST(BoundCut, RangesBeyondTheWindowEndTheNode) {
-    int score = 0;
-    // Owner to move: lo at or above beta cuts with lo, hi at or below alpha with hi.
-    EXPECT_TRUE(boundCut(100, 500000, true, -50, 100, score));
-    EXPECT_EQ(score, 100);
-    EXPECT_FALSE(boundCut(100, 500000, true, -50, 101, score));
-    EXPECT_TRUE(boundCut(-500000, -20, true, -20, 40, score));
-    EXPECT_EQ(score, -20);
-    EXPECT_FALSE(boundCut(-500000, -20, true, -21, 40, score));
-    // The other side to move sees -hi to -lo.
-    EXPECT_TRUE(boundCut(7200, 500000, false, -7200, -7199, score));
-    EXPECT_EQ(score, -7200);
-    EXPECT_FALSE(boundCut(7200, 500000, false, -7201, 0, score));
-    EXPECT_TRUE(boundCut(-500000, -3, false, -10, 3, score));
-    EXPECT_EQ(score, 3);
-    // From White's view, by the position's side to move.
-    EXPECT_TRUE(boundCut(positionFromFen("4k3/8/8/8/8/8/8/R3K3 b - -"), 0, 500000, 0, 1, score));
-    EXPECT_EQ(score, 0);
-    EXPECT_FALSE(boundCut(positionFromFen("4k3/8/8/8/8/8/8/R3K3 w - -"), 0, 500000, 0, 1, score));
 }
 
 TEST(DeadDraw, MinorsAndBareKingsAreZeroInEveryHook) {
@@ -142,10 +78,10 @@ TEST(DeadDraw, TwoKnightsScoreZeroAndSearchAtMostAPly) {
          {std::string("8/8/3k4/8/8/2NN4/8/4K3 w - -"), mirrorFen("8/8/3k4/8/8/2NN4/8/4K3 w - -"),
           std::string("k7/8/1K6/8/8/8/8/2N2N2 b - -")}) {
         const Position p = positionFromFen(fen);
-        EXPECT_EQ(askQuick(p, 6800).score, 0) << fen;
-        EXPECT_TRUE(askQuick(p, 6800).final) << fen;
-        EXPECT_TRUE(askQsearch(p).final) << fen;
-        EXPECT_EQ(askQsearch(p).score, 0) << fen;
+        const QuickAnswer quick = askQuick(p, 6800), qs = askQsearch(p);
+        EXPECT_TRUE(quick.final && qs.final) << fen;
+        EXPECT_EQ(quick.score | qs.score, 0) << fen;
+        // Mates exist, so the node never ends, but it is not worth a deep search.
         for (int depth : {0, 8, 13, 24}) {
             const NodeAnswer node = askNode(p, -100, 100, depth);
             EXPECT_FALSE(node.ends);
@@ -186,12 +122,6 @@ TEST(KingAndPawn, WinsCountDownFromTheTableAndDrawsKeepAUnit) {
     node = askNode(positionFromFen(won), -9450, 9000, 16);
     EXPECT_TRUE(node.ends);
     EXPECT_EQ(node.score, -9450);
-    const char* winnerToMove = "8/8/4k3/8/8/3K4/3P4/8 w - -";
-    ASSERT_GT(kpkProbe(true, squareAt("d3"), squareAt("e6"), squareAt("d2")), 0);
-    node = askNode(positionFromFen(winnerToMove), 0, 9450, 16);
-    EXPECT_TRUE(node.ends);
-    EXPECT_EQ(node.score, 9450);
-    EXPECT_FALSE(askNode(positionFromFen(winnerToMove), 0, 9451, 16).ends);
 
     // The evaluation takes the value as it stands, turned to the side to move.
     Evaluator e;
@@ -201,39 +131,20 @@ TEST(KingAndPawn, WinsCountDownFromTheTableAndDrawsKeepAUnit) {
 
 TEST(BishopKnightMate, TheCornerOfTheBishopsColourScoresMost) {
     // The same picture in each corner: the weak king in the corner, the strong king a
-    // knight's jump away, the knight and the bishop on squares of their own. The bishop on a
-    // light square (f5 and its turned images) wants a8 or h1.
-    struct Corner {
-        const char* fen;
-        bool right;
-    };
-    const Corner light[] = {
-        {"k7/2K5/8/5B2/8/8/8/6N1 w - -", true},
-        {"8/8/8/8/2B5/8/5K2/6Nk w - -", true},
-        {"7k/5K2/8/8/2B5/8/8/1N6 w - -", false},
-        {"8/8/8/5B2/8/8/2K5/kN6 w - -", false},
-    };
+    // knight's jump away. The bishop on a light square wants a8 or h1.
     auto drive = [](const std::string& fen) {
         const Position p = positionFromFen(fen);
         return bishopKnightDrive(p.sides[0], p.sides[1]);
     };
-    for (const Corner& a : light)
-        for (const Corner& b : light)
-            if (a.right && !b.right) {
-                EXPECT_GT(drive(a.fen), drive(b.fen) + 200) << a.fen;
-            }
-    // The same with a dark-squared bishop: the colours of the corners swap.
+    const int right =
+        std::min(drive("k7/2K5/8/5B2/8/8/8/6N1 w - -"), drive("8/8/8/8/2B5/8/5K2/6Nk w - -"));
+    const int wrong =
+        std::max(drive("7k/5K2/8/8/2B5/8/8/1N6 w - -"), drive("8/8/8/5B2/8/8/2K5/kN6 w - -"));
+    EXPECT_GT(right, wrong + 200);
+    // With a dark-squared bishop the colours of the corners swap.
     EXPECT_LT(drive("k7/2K5/8/4B3/8/8/8/6N1 w - -") + 200, drive("7k/5K2/8/2B5/8/8/8/1N6 w - -"));
-
     // Nearer the right corner is better, all else alike.
     EXPECT_GT(drive("8/8/7B/8/8/2k5/8/2K3N1 w - -"), drive("8/8/7B/3k4/8/8/8/2K3N1 w - -"));
-
-    // The evaluation adds the drive to the material and ends there; Black gets the same.
-    Evaluator e;
-    const char* fen = "k7/2K5/8/5B2/8/8/8/6N1 w - -";
-    const int white = e.evaluate(positionFromFen(fen));
-    EXPECT_EQ(e.evaluate(positionFromFen(mirrorFen(fen))), white);
-    EXPECT_EQ(white, e.materialValue(positionFromFen(fen), false) + drive(fen));
 }
 
 // Every recogniser answers a colour-mirrored position with the mirrored answer.

@@ -1,6 +1,5 @@
 #include "protocol/engine_process.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
@@ -8,8 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
-#include <cstring>
+#include <regex>
 #include <stdexcept>
 
 namespace {
@@ -22,16 +20,10 @@ int msLeft(Clock::time_point deadline) {
     return left > 0 ? static_cast<int>(left) : 0;
 }
 
-// A test that writes to an engine that has gone must fail, not die of the signal.
-const bool IgnoreBrokenPipes = [] {
-    signal(SIGPIPE, SIG_IGN);
-    return true;
-}();
-
 }  // namespace
 
 EngineProcess::EngineProcess(const std::vector<std::string>& arguments) {
-    static_cast<void>(IgnoreBrokenPipes);
+    signal(SIGPIPE, SIG_IGN);  // a write to an engine that has gone must fail, not kill the test
     int input[2], output[2], error[2];
     if (pipe(input) != 0 || pipe(output) != 0 || pipe(error) != 0) {
         throw std::runtime_error("pipe failed");
@@ -43,11 +35,8 @@ EngineProcess::EngineProcess(const std::vector<std::string>& arguments) {
         dup2(output[1], 1);
         dup2(error[1], 2);
         for (int fd : {input[0], input[1], output[0], output[1], error[0], error[1]}) close(fd);
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(ZELMARK_BINARY));
-        for (const std::string& argument : arguments) {
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        }
+        std::vector<char*> argv = {const_cast<char*>(ZELMARK_BINARY)};
+        for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
         execv(ZELMARK_BINARY, argv.data());
         _exit(127);
@@ -84,32 +73,20 @@ void EngineProcess::send(const std::string& line) {
     sendRaw(line + "\n");
 }
 
-void EngineProcess::closeInput() {
-    if (inputFd >= 0) close(inputFd);
-    inputFd = -1;
-}
-
 bool EngineProcess::pump(int timeoutMs) {
     pollfd fds[2] = {{outputFd, POLLIN, 0}, {errorFd, POLLIN, 0}};
-    const int ready = poll(fds, 2, timeoutMs);
-    if (ready <= 0) return false;
-    char buffer[65536];
-    if (outputFd >= 0 && (fds[0].revents & (POLLIN | POLLHUP))) {
-        const ssize_t n = read(outputFd, buffer, sizeof buffer);
+    if (poll(fds, 2, timeoutMs) <= 0) return false;
+    int* streams[2] = {&outputFd, &errorFd};
+    std::string* texts[2] = {&outputBuffer, &errorText};
+    for (int i = 0; i < 2; ++i) {
+        if (*streams[i] < 0 || !(fds[i].revents & (POLLIN | POLLHUP))) continue;
+        char buffer[65536];
+        const ssize_t n = read(*streams[i], buffer, sizeof buffer);
         if (n > 0) {
-            outputBuffer.append(buffer, static_cast<size_t>(n));
+            texts[i]->append(buffer, static_cast<size_t>(n));
         } else {
-            close(outputFd);
-            outputFd = -1;
-        }
-    }
-    if (errorFd >= 0 && (fds[1].revents & (POLLIN | POLLHUP))) {
-        const ssize_t n = read(errorFd, buffer, sizeof buffer);
-        if (n > 0) {
-            errorText.append(buffer, static_cast<size_t>(n));
-        } else {
-            close(errorFd);
-            errorFd = -1;
+            close(*streams[i]);
+            *streams[i] = -1;
         }
     }
     return true;
@@ -149,7 +126,8 @@ bool EngineProcess::silentFor(int milliseconds) {
 }
 
 bool EngineProcess::finish(int timeoutMs) {
-    closeInput();
+    if (inputFd >= 0) close(inputFd);
+    inputFd = -1;
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     while ((outputFd >= 0 || errorFd >= 0) && msLeft(deadline) > 0) pump(msLeft(deadline));
     std::string line;
@@ -170,55 +148,27 @@ bool EngineProcess::finish(int timeoutMs) {
 
 void startUci(EngineProcess& engine) {
     engine.send("uci");
-    const std::vector<std::string> answer = engine.readUntil("uciok");
-    ASSERT_FALSE(answer.empty());
-    ASSERT_EQ(answer.back(), "uciok");
+    ASSERT_EQ(lastLine(engine.readUntil("uciok")), "uciok");
 }
 
-bool isCoordinateMove(const std::string& text) {
-    if (text.size() != 4 && text.size() != 5) return false;
-    for (int i : {0, 2}) {
-        if (text[i] < 'a' || text[i] > 'h' || text[i + 1] < '1' || text[i + 1] > '8') return false;
-    }
-    return text.size() == 4 || std::strchr("nbrq", text[4]) != nullptr;
+std::string lastLine(const std::vector<std::string>& lines) {
+    return lines.empty() ? "(none)" : lines.back();
 }
 
 bool isBestMoveLine(const std::string& line) {
-    char best[16] = {}, ponder[16] = {};
-    int end = -1;
-    if (std::sscanf(line.c_str(), "bestmove %15s ponder %15s%n", best, ponder, &end) == 2) {
-        return end == static_cast<int>(line.size()) && isCoordinateMove(best) &&
-               isCoordinateMove(ponder) &&
-               line == "bestmove " + std::string(best) + " ponder " + ponder;
-    }
-    end = -1;
-    if (std::sscanf(line.c_str(), "bestmove %15s%n", best, &end) != 1) return false;
-    return end == static_cast<int>(line.size()) && line == "bestmove " + std::string(best) &&
-           isCoordinateMove(best);
+    static const std::regex form(
+        "bestmove [a-h][1-8][a-h][1-8][nbrq]?( ponder [a-h][1-8][a-h][1-8][nbrq]?)?");
+    return std::regex_match(line, form);
 }
 
-std::optional<PerftTotal> parsePerftTotal(const std::string& line) {
-    PerftTotal total{};
-    long long time = -1;
-    int end = -1;
-    if (std::sscanf(line.c_str(), "info depth %d time %lld nodes %lld%n", &total.depth, &time,
-                    &total.nodes, &end) != 3 ||
-        end != static_cast<int>(line.size()) || time < 0) {
-        return std::nullopt;
+long long perftTotal(EngineProcess& engine, const std::string& command, int depth) {
+    static const std::regex form("info depth (\\d+) time \\d+ nodes (\\d+)");
+    engine.send(command);
+    const std::string line = engine.readLine(60000).value_or("(none)");
+    std::smatch match;
+    if (!std::regex_match(line, match, form) || std::stoi(match[1]) != depth) {
+        ADD_FAILURE() << command << ": " << line;
+        return -1;
     }
-    return total;
-}
-
-std::optional<DivideLine> parseDivideLine(const std::string& line) {
-    char move[16] = {};
-    DivideLine divide{};
-    long long time = -1;
-    int end = -1;
-    if (std::sscanf(line.c_str(), "info move %15s depth %d time %lld nodes %lld%n", move,
-                    &divide.depth, &time, &divide.nodes, &end) != 4 ||
-        end != static_cast<int>(line.size()) || time < 0 || !isCoordinateMove(move)) {
-        return std::nullopt;
-    }
-    divide.move = move;
-    return divide;
+    return std::stoll(match[2]);
 }

@@ -17,7 +17,6 @@ class EngineProcess {
 
     void send(const std::string& line);
     void sendRaw(const std::string& bytes);
-    void closeInput();
 
     // The next line of standard output, without its line end; none at the time limit or at
     // the end of the output.
@@ -50,22 +49,12 @@ class EngineProcess {
 // The protocol session most tests start with: "uci" and its answer.
 void startUci(EngineProcess& engine);
 
-// "e2e4", "e7e8q": the coordinate text of a move.
-bool isCoordinateMove(const std::string& text);
+// The last of the lines, "(none)" if there are none.
+std::string lastLine(const std::vector<std::string>& lines);
+
 // "bestmove <move>" or "bestmove <move> ponder <move>".
 bool isBestMoveLine(const std::string& line);
 
-// "info depth D time T nodes N", all of the line.
-struct PerftTotal {
-    int depth;
-    long long nodes;
-};
-std::optional<PerftTotal> parsePerftTotal(const std::string& line);
-
-// "info move M depth D time T nodes N", all of the line.
-struct DivideLine {
-    std::string move;
-    int depth;
-    long long nodes;
-};
-std::optional<DivideLine> parseDivideLine(const std::string& line);
+// Sends a perft command and reads its total, "info depth D time T nodes N"; -1 (and a test
+// failure) for any other answer.
+long long perftTotal(EngineProcess& engine, const std::string& command, int depth);

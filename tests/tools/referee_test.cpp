@@ -7,7 +7,6 @@
 #include <string>
 
 #include "../../tools/match/pgn.h"
-#include "board/tables.h"
 
 namespace {
 
@@ -28,9 +27,6 @@ Ending endingAfter(const std::string& fen, std::initializer_list<const char*> mo
 }
 
 TEST(Referee, RulesThatEndTheGame) {
-    const Referee mate = played(match::StandardStartFen, {"f2f3", "e7e5", "g2g4", "d8h4"});
-    EXPECT_EQ(mate.verdict().outcome, match::Outcome::BlackWins);
-    EXPECT_EQ(mate.verdict().ending, Ending::Checkmate);
     EXPECT_EQ(endingAfter("7k/5Q2/8/6K1/8/8/8/8 w - - 0 1", {"g5g6"}), Ending::Stalemate);
 
     // The start position counts as the first of three.
@@ -65,22 +61,6 @@ TEST(Referee, RefusesAnythingButAStrictLegalUciMove) {
     EXPECT_TRUE(r.uciMoves().empty());
     EXPECT_TRUE(r.play("e1g1"));
     EXPECT_EQ(r.sanMoves().back(), "O-O");
-}
-
-TEST(Referee, CastlingTextFollowsTheVariant) {
-    const char* fen = "1r2k1r1/pppppppp/8/8/8/8/PPPPPPPP/1R2K1R1 w GBgb - 0 1";
-    Referee r = played(fen, {}, true);
-    EXPECT_FALSE(r.play("e1c1"));  // Chess960 names the rook's square, not the king's goal
-    ASSERT_TRUE(r.play("e1b1"));
-    ASSERT_TRUE(r.play("e8g8"));
-    EXPECT_EQ(r.sanMoves(), (std::vector<std::string>{"O-O-O", "O-O"}));
-    EXPECT_EQ(r.position().white().kingSquare(), squareFromLetters('c', '1'));
-    EXPECT_TRUE(r.position().white().pieces[Rook] & squareBit(squareFromLetters('d', '1')));
-    EXPECT_EQ(r.positionCommand(), std::string("position fen ") + fen + " moves e1b1 e8g8");
-
-    Referee standard = played("r3k2r/pppppppp/8/8/8/8/PPPPPPPP/R3K2R w KQkq - 0 1", {});
-    EXPECT_FALSE(standard.play("e1a1"));
-    EXPECT_TRUE(standard.play("e1c1"));
 }
 
 TEST(Referee, SanDisambiguatesByLegalMovesOnly) {
