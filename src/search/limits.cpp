@@ -71,7 +71,8 @@ int64_t reserveFor(int movesToGo) {
 
 void SearchLimits::setLimits(int64_t time, int64_t increment, int16_t movesToGo, int16_t depth,
                              int64_t nodes, int16_t mate, int64_t moveTime, bool infinite) {
-    // Everything but maxNodesHard is set anew; that one stays from the last `go nodes`.
+    // Everything but maxNodesHard is set anew. Infinite, depth and mate searches lift that one
+    // too; a timed search keeps it from the last `go nodes`.
     targetTime = NoTimeLimit;
     softLimit = NoTimeLimit;
     hardLimit = NoTimeLimit;
@@ -79,6 +80,7 @@ void SearchLimits::setLimits(int64_t time, int64_t increment, int16_t movesToGo,
     movesToPlan = 10.0;
     maxDepth = 100;
 
+    if (infinite || depth >= 1 || mate > 0) maxNodesHard = NoNodeLimit;
     if (infinite) return;
     if (depth >= 1) {
         maxDepth = static_cast<int16_t>(depth - 1);  // iterations count from 0

@@ -143,12 +143,10 @@ int extractPv(Searcher& s, Move* movesOut, int maxLength, const Move* firstMove)
             break;
         }
         keys[length] = p.hashKey;
-        bool repeated = false;
-        for (int back = 4; back <= length && !repeated; back += 2)
-            repeated = keys[length - back] == p.hashKey;
-        if (repeated || length >= maxLength) break;
+        if (length >= maxLength) break;
+        // Read at one fixed ply: the chain test below compares node-relative mate scores.
         TtEntry e;
-        if (!s.table || !s.table->probe(p.hashKey, length, e) || !moveFromTo(e.move)) break;
+        if (!s.table || !s.table->probe(p.hashKey, 0, e) || !moveFromTo(e.move)) break;
         const int score = e.score;
         if (length == 1) {
             expected = score;
@@ -159,6 +157,10 @@ int extractPv(Searcher& s, Move* movesOut, int maxLength, const Move* firstMove)
             if (score != expected && (e.flags & BoundMask) != BoundExact) break;
         }
         movesOut[length++] = e.move;
+        bool repeated = false;
+        for (int back = 4; back < length && !repeated; back += 2)
+            repeated = keys[length - 1 - back] == keys[length - 1];
+        if (repeated) break;
     }
     if (updatePonder && length >= 2) s.ponderMove = movesOut[1];
     return length;

@@ -74,16 +74,17 @@ Move backRankMate(const Position& p, const SideState& us, const SideState& them)
     // Every flight square off the row must be blocked by their own men or covered by us.
     if (neighbours & ~row & ~them.men() & ~them.enemyAttacks) return NoMove;
 
-    // Squares along the row, outwards from the king, through which a checking piece can see
-    // the king: empty, and covered by no enemy man but the king itself (which attacks its
-    // neighbours once).
+    // Squares along the row, outwards from the king, where a checking piece can land: free of
+    // our men and covered by no enemy man but the king itself (which attacks its neighbours
+    // once). An enemy man may be taken there, but the line to the king ends behind it.
     const Bitboard enemyCover =
         (us.enemyAttacks & ~neighbours) | (us.enemyDoubleAttacks & neighbours);
-    const Bitboard passable = row & ~p.occupied & ~enemyCover;
-    Bitboard flood = neighbours & row & passable;
+    const Bitboard open = row & ~us.men() & ~enemyCover;
+    Bitboard flood = neighbours & open;
     for (;;) {
+        const Bitboard through = flood & ~p.occupied;
         const Bitboard grown =
-            flood | ((((flood << 1) & ~FileA) | ((flood >> 1) & ~FileH)) & passable);
+            flood | ((((through << 1) & ~FileA) | ((through >> 1) & ~FileH)) & open);
         if (grown == flood) break;
         flood = grown;
     }

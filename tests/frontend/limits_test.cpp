@@ -100,6 +100,13 @@ TEST(SetLimits, NodeLimitIsRaisedAndTheHardOneStays) {
     limits.setLimits(60000, 0, 0, 0, 0, 0, 0, false);
     EXPECT_EQ(limits.maxNodes, NoNodeLimit);
     EXPECT_EQ(limits.maxNodesHard, 2000);
+
+    // Searches without a clock have no node limit at all.
+    for (int kind = 0; kind < 3; ++kind) {
+        limits.setLimits(0, 0, 0, 0, 50, 0, 0, false);
+        limits.setLimits(0, 0, 0, kind == 0 ? 7 : 0, 0, kind == 1 ? 2 : 0, 0, kind == 2);
+        EXPECT_EQ(limits.maxNodesHard, NoNodeLimit) << kind;
+    }
 }
 
 TEST(MayStartIteration, MoveTimeAllowsIterationsUntilAlmostHalfTheTime) {

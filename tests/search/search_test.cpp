@@ -7,6 +7,7 @@
 #include "search/limits.h"
 #include "search/searcher.h"
 #include "search/table.h"
+#include "search/threats.h"
 
 namespace {
 
@@ -50,6 +51,42 @@ TEST_F(SearchTest, FindsMates) {
     EXPECT_EQ(best(), "e2e8");
     // A mated root scores the mate at ply 0.
     EXPECT_EQ(searchDepth("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1", 2), -ScoreMate);
+
+    // The principal line of a mate follows the table down to the last moves (the mating move
+    // itself is found statically and never stored).
+    EXPECT_EQ(searchDepth("8/8/8/8/8/k7/8/2K4R w - - 0 1", 13), 499989);
+    Move line[MaxPly];
+    const int length = extractPv(*searcher, line, MaxPly, nullptr);
+    EXPECT_GE(length, 10);
+    Game after = *searcher;
+    for (int i = 0; i < length; ++i) {
+        ASSERT_TRUE(isLegalFromTo(after.position, line[i])) << i;
+        gameMakeMove(after, line[i]);
+    }
+}
+
+TEST(StaticMate, FindsContactAndBackRankMatesOnly) {
+    const struct {
+        const char* fen;
+        const char* mate;  // empty: none may be claimed
+    } cases[] = {
+        {"6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", "a1a8"},
+        {"3n2k1/5ppp/8/8/8/8/8/3R2K1 w - - 0 1", "d1d8"},  // taking on the back rank
+        {"3nr1k1/5ppp/8/8/8/8/8/3R2K1 w - - 0 1", ""},     // the taken man is guarded
+        {"1r4k1/5ppp/8/8/8/8/8/3R2K1 w - - 0 1", ""},      // the rook behind guards the row
+        {"6k1/5pp1/7p/8/8/8/8/R5K1 w - - 0 1", ""},        // the king has air
+        {"7k/8/5K2/8/8/8/8/6Q1 w - - 0 1", "g1g7"},
+        {"k7/8/8/2K5/8/8/8/1Q6 w - - 0 1", ""},  // b7 is guarded only by the queen
+    };
+    for (const auto& c : cases) {
+        Game game;
+        constructGame(game);
+        ASSERT_TRUE(setGameFromFen(game, c.fen)) << c.fen;
+        const Move m = staticMateInOne(game.position);
+        char text[16] = "";
+        if (m) writeMove(game.position, m, StyleCoordinates, text);
+        EXPECT_STREQ(text, c.mate) << c.fen;
+    }
 }
 
 TEST_F(SearchTest, AvoidsStalematingAWonPosition) {
