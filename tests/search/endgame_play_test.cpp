@@ -74,4 +74,14 @@ TEST(EndgamePlay, RookMatesTheLoneKing) {
     expectMates("R", 6, 9);
 }
 
+// Bishop and knight: with the lone king on the edge between a corner of the bishop's colour
+// and one of the other colour, the drive takes it to the right one, where the mate is.
+TEST(EndgamePlay, BishopAndKnightMateInTheRightCorner) {
+    auto searcher = std::make_unique<Searcher>(8 << 20);
+    for (const char* fen : {"8/8/8/8/8/4K3/8/4k1NB w - - 0 1", "3k4/8/3K4/8/8/8/8/6BN w - - 0 1"}) {
+        searcher->table->clearTable();
+        EXPECT_GE(playToMate(*searcher, fen, 10), 0) << fen;
+    }
+}
+
 }  // namespace
