@@ -1,7 +1,6 @@
 #include "board/movegen.h"
 
 #include "board/tables.h"
-#include "search/history.h"
 
 namespace {
 
@@ -367,46 +366,4 @@ MoveEntry* generateMoves(const Position& p, int mode, MoveEntry* out) {
             break;
     }
     return e.out;
-}
-
-MoveGenerator::MoveGenerator(MoveEntry** topAddress, const Position& p,
-                             const HistoryTable* historyTable, int generationMode, Move tableMove,
-                             const KillerSlot* killers, uint32_t* filter)
-    : position(&p),
-      us(&p.toMove()),
-      them(&p.notToMove()),
-      listStart(*topAddress),
-      listEnd(*topAddress),
-      listTopAddress(topAddress),
-      mode(generationMode),
-      epTarget(p.epSquare),
-      recaptureSquare(-1),
-      hashMove(tableMove),
-      killer1(NoMove),
-      killer2(NoMove),
-      history(historyTable),
-      scoreFunction(nullptr),
-      scored(false),
-      searchedMoves(filter),
-      keyBits(p.hashKey),
-      stage(0),
-      cursor(listStart),
-      workEnd(listStart),
-      gaveMove(false) {
-    stage = hashMove ? 0 : 1;
-    if (!hashMove) {
-        const Bitboard moved = them->men() & p.lastMoveMask;
-        const Bitboard worth =
-            moved & (~us->enemyDoubleAttacks | them->pieces[Queen] | them->pieces[Rook]);
-        if (worth) recaptureSquare = static_cast<int8_t>(firstSquare(worth));
-    }
-    if (us->enemyAttacks & us->pieces[King]) mode = GenEvasions;
-    if (killers) {
-        const int first = mode == GenEvasions ? 2 : 0;
-        killer1 = killers[first].move;
-        killer2 = killers[first + 1].move;
-    }
-    listEnd = generateMoves(p, mode, listStart);
-    workEnd = listEnd;
-    *listTopAddress = listEnd;
 }

@@ -6,14 +6,6 @@
 
 namespace {
 
-// The two square colours; a8 lies on the second.
-constexpr Bitboard FirstColour = 0x55aa55aa55aa55aaULL;
-constexpr Bitboard SecondColour = 0xaa55aa55aa55aa55ULL;
-
-// Indexed by four bits, highest first: Black has a bishop on the first colour, on the second,
-// White on the first, on the second.
-constexpr int8_t BishopForm[16] = {0, 0, 0, 0, 0, 2, 1, 3, 0, 1, 2, 3, 0, 3, 3, 3};
-
 // Material cache salts by bishop colour code -1, 0, +1.
 constexpr uint32_t ClassSalt[3] = {0x8af732da, 0xbf753d1d, 0xf339e5f6};
 
@@ -52,19 +44,6 @@ bool hasPawnMove(const Position& p) {
 }
 
 }  // namespace
-
-int bishopColourForm(const Position& position) {
-    const Bitboard white = position.sides[0].pieces[Bishop];
-    const Bitboard black = position.sides[1].pieces[Bishop];
-    const int index = ((black & FirstColour) ? 8 : 0) | ((black & SecondColour) ? 4 : 0) |
-                      ((white & FirstColour) ? 2 : 0) | ((white & SecondColour) ? 1 : 0);
-    return BishopForm[index];
-}
-
-int bishopColourCode(const Position& position) {
-    const int form = bishopColourForm(position);
-    return (form >> 1) - (form & 1);
-}
 
 int gamePhase(const Position& position) {
     const SideState& white = position.sides[0];

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "board/bishop_colours.h"
 #include "board/position.h"
 #include "eval/pawn_entry.h"
 #include "eval/recogniser.h"
@@ -24,13 +25,6 @@ constexpr int MaterialCacheSize = 8192;
 // Returned by materialValue(true), for the side to move, when the material left would be
 // handled by a recogniser other than the ordinary one.
 constexpr int RecogniserChangeScore = 1000000;
-
-// The bishop colour code of the material key: -1 if each side has bishops on one square
-// colour only and the colours differ, +1 if they are the same, else 0.
-int bishopColourCode(const Position& position);
-// The same as a small form 0 to 3 (1 differ, 2 same, 0 and 3 neither), as material tables
-// store it.
-int bishopColourForm(const Position& position);
 
 // Game phase from material and the number of men: 256 is a full middlegame, 0 an ending.
 int gamePhase(const Position& position);

@@ -9,7 +9,6 @@
 
 #include "board/makemove.h"
 #include "board/position.h"
-#include "search/searcher.h"
 
 namespace {
 
@@ -130,15 +129,6 @@ double predictChange(ChangeNet& net, const Position& root, const Move* previousP
                       in[19], in[20], in[21], result);
     }
     return result;
-}
-
-double predictChange(Searcher& searcher, const Move* previousPv, int previousLength,
-                     int previousScore, const Move* pv, int length, int score, bool failedLow,
-                     bool failedLowBefore, bool changedNow, bool changedBefore, int rootCount,
-                     char* featureText) {
-    return predictChange(searcher.changeNet, searcher.position, previousPv, previousLength,
-                         previousScore, pv, length, score, failedLow, failedLowBefore, changedNow,
-                         changedBefore, rootCount, featureText);
 }
 
 std::mutex& timeLogLock() {

@@ -10,7 +10,6 @@
 #include "learn/neural_net.h"
 
 struct Position;
-struct Searcher;
 
 // The stored net in its text form, read when a ChangeNet is built.
 extern const char* const ChangeNetText;
@@ -48,11 +47,6 @@ double predictChange(ChangeNet& net, const Position& root, const Move* previousP
                      int previousLength, int previousScore, const Move* pv, int length, int score,
                      bool failedLow, bool failedLowBefore, bool changedNow, bool changedBefore,
                      int rootCount, char* featureText);
-// The same with the searcher's own net and root position.
-double predictChange(Searcher& searcher, const Move* previousPv, int previousLength,
-                     int previousScore, const Move* pv, int length, int score, bool failedLow,
-                     bool failedLowBefore, bool changedNow, bool changedBefore, int rootCount,
-                     char* featureText);
 
 // Appends "featureText changed" as one line to the time log, under one lock for the whole
 // process. A file that cannot be opened is skipped without a word.

@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "board/bishop_colours.h"
 #include "board/position.h"
-#include "eval/evaluator.h"
 
 namespace {
 

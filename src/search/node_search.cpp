@@ -8,6 +8,7 @@
 #include "board/tables.h"
 #include "eval/evaluator.h"
 #include "search/limits.h"
+#include "search/picker.h"
 #include "search/search_support.h"
 #include "search/searcher.h"
 #include "search/table.h"

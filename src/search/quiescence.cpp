@@ -3,6 +3,7 @@
 #include "board/movegen.h"
 #include "board/tables.h"
 #include "eval/evaluator.h"
+#include "search/picker.h"
 #include "search/searcher.h"
 #include "search/table.h"
 #include "search/threats.h"

@@ -407,10 +407,10 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             pvs[current].length = extractPv(s, pvs[current].moves, MaxPly, nullptr);
             recordedBest = s.rootBestMove;
             if (s.multiPv < 2) {
-                const double p = predictChange(s, previous.moves, previous.length, previousScore,
-                                               pvs[current].moves, pvs[current].length, score,
-                                               s.failedLow, failedLowBefore, changedNow,
-                                               changedBefore, s.rootCount, featureText);
+                const double p = predictChange(
+                    s.changeNet, s.position, previous.moves, previous.length, previousScore,
+                    pvs[current].moves, pvs[current].length, score, s.failedLow, failedLowBefore,
+                    changedNow, changedBefore, s.rootCount, featureText);
                 percent = std::min(75.0, std::max(0.0, 100.0 * p));
                 if (timeLog[0] && std::strcmp(timeLog, "nul:") != 0) {
                     char text[64];

@@ -67,8 +67,8 @@ TEST(ChangeNet, FabricatedIteration) {
     const std::vector<Move> current = line(root, {"e4d5", "d8d5", "b1c3", "d5a5", "d2d4"});
 
     char text[FeatureTextSize];
-    const double p = predictChange(*searcher, previous.data(), 3, 40, current.data(), 5, 180, true,
-                                   false, true, false, 31, text);
+    const double p = predictChange(searcher->changeNet, root, previous.data(), 3, 40,
+                                   current.data(), 5, 180, true, false, true, false, 31, text);
     EXPECT_GE(p, 0.0);
     EXPECT_LE(p, 1.0);
 

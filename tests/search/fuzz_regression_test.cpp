@@ -5,6 +5,7 @@
 #include "board/tables.h"
 #include "board/text.h"
 #include "search/history.h"
+#include "search/picker.h"
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "search/picker.h"
+
 #include <gtest/gtest.h>
 
 #include <set>
