@@ -16,11 +16,10 @@
 #include <thread>
 #include <vector>
 
+#include "frontend/engine_session.h"
+#include "frontend/reporter.h"
 #include "frontend/search_controller.h"
-#include "frontend/uci_interpreter.h"
-#include "frontend/uci_reporter.h"
 #include "fuzz_support.h"
-#include "search/limits.h"
 #include "search/searcher.h"
 
 namespace {
@@ -43,10 +42,9 @@ constexpr auto SessionBudget = std::chrono::seconds(5);
 const char* const HarmlessLog = "/dev/null";
 const char* const MissingFile = "/nonexistent/zelmark-fuzz";
 
-// Formats everything like the real reporter, prints nothing, and keeps the bestmove lines.
-class SilentReporter : public UciReporter {
+// Checks every output line, prints nothing, and keeps the bestmove lines.
+class CheckingSink : public OutputSink {
   public:
-    using UciReporter::UciReporter;
     void writeLine(const char* text) override {
         const size_t length = std::strlen(text);
         FUZZ_CHECK(length > 0 && !std::strchr(text, '\n'), std::string("output line: ") + text);
@@ -163,32 +161,13 @@ void checkBestMove(const std::string& line, const Position& root) {
     FUZZ_CHECK(parseMove(p, ponder, reply, 1), line + ": ponder move illegal in " + fenOf(root));
 }
 
-struct Session {
-    Session()
-        : searcher(std::make_unique<Searcher>(TableBytes)),
-          limits(std::make_unique<SearchLimits>()),
-          reporter(std::make_unique<SilentReporter>(searcher.get(), limits.get())),
-          controller(
-              std::make_unique<SearchController>(searcher.get(), reporter.get(), limits.get())),
-          interpreter(std::make_unique<UciInterpreter>(searcher.get(), reporter.get(),
-                                                       controller.get(), true)) {
-        searcher->setReporter(reporter.get());
-    }
-    ~Session() {
-        interpreter.reset();
-        controller.reset();
-        searcher->setReporter(nullptr);
-        reporter.reset();
-        limits.reset();
-        searcher.reset();
-    }
-
-    std::unique_ptr<Searcher> searcher;
-    std::unique_ptr<SearchLimits> limits;
-    std::unique_ptr<SilentReporter> reporter;
-    std::unique_ptr<SearchController> controller;
-    std::unique_ptr<UciInterpreter> interpreter;
-};
+SessionSettings fuzzSettings(CheckingSink& output) {
+    SessionSettings settings;
+    settings.tableBytes = TableBytes;
+    settings.showHiddenOptions = true;
+    settings.output = &output;
+    return settings;
+}
 
 std::vector<std::string> inputLines(const uint8_t* data, size_t size) {
     std::vector<std::string> lines;
@@ -209,9 +188,11 @@ std::vector<std::string> inputLines(const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    Session session;
-    Searcher& searcher = *session.searcher;
-    SearchController& controller = *session.controller;
+    CheckingSink output;
+    EngineSession session(fuzzSettings(output));
+    session.handleLine("uci");
+    Searcher& searcher = session.searcher();
+    SearchController& controller = *session.controller();
     // The position the last search started from.
     Position root;
     std::memcpy(static_cast<void*>(&root), &searcher.position, sizeof root);
@@ -219,8 +200,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto budgetEnd = std::chrono::steady_clock::now() + SessionBudget;
 
     auto stopSearch = [&]() {
-        session.interpreter->handleCommand("stop");
-        for (const std::string& best : session.reporter->takeBestMoves()) checkBestMove(best, root);
+        session.handleLine("stop");
+        for (const std::string& best : output.takeBestMoves()) checkBestMove(best, root);
     };
 
     for (std::string& line : inputLines(data, size)) {
@@ -239,7 +220,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         } else if (word == "setoption") {
             boundSetOption(line);
         }
-        session.interpreter->handleCommand(line.c_str());
+        session.handleLine(line.c_str());
 
         const bool searched = word == "go" || ponderHit;
         pondering = word == "go" && line.find("ponder") != std::string::npos;

@@ -17,6 +17,10 @@ void Reporter::reportInfo(const char*) {}
 void Reporter::writeLine(const char* text) {
     if (outputOff) return;
     std::lock_guard<std::mutex> guard(lock);
+    if (output) {
+        output->writeLine(text);
+        return;
+    }
     std::fputs(text, stdout);
     std::fputc('\n', stdout);
     std::fflush(stdout);

@@ -14,6 +14,14 @@
 struct Searcher;
 class SearchClock;
 
+// Where the lines of a reporter go when not to standard output: a session run in-process, as
+// by the tests and the fuzz targets. Called under the reporter's lock, one whole line at a time.
+class OutputSink {
+  public:
+    virtual void writeLine(const char* text) = 0;
+    virtual ~OutputSink() = default;
+};
+
 class Reporter {
   public:
     Reporter();
@@ -36,6 +44,8 @@ class Reporter {
     virtual void writeLine(const char* text);
 
     std::mutex lock;
+    // Null: standard output.
+    OutputSink* output = nullptr;
     Move lastPv[20] = {};
     int32_t lastPvLength = 0;
     int32_t lastScore = 1000000;

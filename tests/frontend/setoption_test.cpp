@@ -6,60 +6,58 @@
 #include <string>
 #include <vector>
 
+#include "frontend/engine_session.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
-#include "frontend/uci_interpreter.h"
 #include "search/limits.h"
 #include "search/searcher.h"
+#include "support/line_collector.h"
 
 namespace {
 
-class RecordingReporter : public Reporter {
-  public:
-    void reportIteration(Searcher&, int, int, int) override {}
-    void reportCurrentMove(Move, int) override {}
-    void reportBestMove(const Move*, const Move*, bool) override {}
-    void reportFinalStatistics() override {}
-    void syncPosition() override {}
-    void reportError(const char* message, const char* detail) override {
-        errors.push_back(std::string(message) + "|" + (detail ? detail : "(none)"));
-    }
-    void writeLine(const char*) override {}
-
-    std::vector<std::string> errors;
-};
-
+// A UCI session in debug mode, whose errors arrive as "info string" lines.
 class SetOptionTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        searcher = std::make_unique<Searcher>(1 << 20);
-        controller = std::make_unique<SearchController>(searcher.get(), &reporter, &limits);
-        interpreter =
-            std::make_unique<UciInterpreter>(searcher.get(), &reporter, controller.get(), false);
+    SetOptionTest() : session(settings()) {}
+    bool start() {
+        session.handleLine("uci");
+        session.handleLine("debug on");
+        output.take();
+        return true;
+    }
+    SessionSettings settings() {
+        SessionSettings s;
+        s.tableBytes = 1 << 20;
+        s.output = &output;
+        return s;
     }
 
     // The messages of one command; a command without a message gives an empty list.
     std::vector<std::string> run(const std::string& line) {
-        reporter.errors.clear();
-        interpreter->handleCommand(line.c_str());
-        return reporter.errors;
+        session.handleLine(line.c_str());
+        std::vector<std::string> errors;
+        for (const std::string& text : output.take())
+            errors.push_back(text.rfind("info string ", 0) == 0 ? text.substr(12) : text);
+        return errors;
     }
     std::string onlyError(const std::string& line) {
         const std::vector<std::string> errors = run(line);
         EXPECT_EQ(errors.size(), 1u) << line;
         return errors.empty() ? "" : errors[0];
     }
-    int workerCount() const {
+    int workerCount() {
         int count = 0;
-        for (const auto& worker : controller->workers) count += worker != nullptr;
+        for (const auto& worker : session.controller()->workers) count += worker != nullptr;
         return count;
     }
 
-    RecordingReporter reporter;
-    SearchLimits limits;
-    std::unique_ptr<Searcher> searcher;
-    std::unique_ptr<SearchController> controller;
-    std::unique_ptr<UciInterpreter> interpreter;
+    LineCollector output;
+    EngineSession session;
+    bool started = start();
+    Searcher* searcher = &session.searcher();
+    SearchLimits& limits = session.limits();
+    Reporter& reporter = *session.reporter();
+    SearchController* controller = session.controller();
 };
 
 using Errors = std::vector<std::string>;
@@ -67,17 +65,17 @@ using Errors = std::vector<std::string>;
 }  // namespace
 
 TEST_F(SetOptionTest, NameIsTakenExactlyUpToOneBlankBeforeValue) {
-    EXPECT_EQ(onlyError("setoption value 3"), "'setoption' without 'name'|setoption value 3");
+    EXPECT_EQ(onlyError("setoption value 3"), "'setoption' without 'name' setoption value 3");
     EXPECT_EQ(onlyError("setoption name value 3"),
-              "Syntax error in 'setoption'|setoption name value 3");
+              "Syntax error in 'setoption' setoption name value 3");
     EXPECT_EQ(onlyError("setoption name multipv value 3"),
-              "'setoption': unknown option|setoption name multipv value 3");
+              "'setoption': unknown option setoption name multipv value 3");
     EXPECT_EQ(onlyError("setoption name MultiPV  value 3"),
-              "'setoption': unknown option|setoption name MultiPV  value 3");
+              "'setoption': unknown option setoption name MultiPV  value 3");
     EXPECT_EQ(onlyError("setoption name MultiPV"),
-              "'setoption name MultiPV' without 'value'|setoption name MultiPV");
+              "'setoption name MultiPV' without 'value' setoption name MultiPV");
     EXPECT_EQ(onlyError("setoption name Opponent value"),
-              "Read error 'Opponent value'|setoption name Opponent value");
+              "Read error 'Opponent value' setoption name Opponent value");
     EXPECT_EQ(searcher->multiPv, 1);
     EXPECT_EQ(run("setoption   name    MultiPV value 3"), Errors{});
     EXPECT_EQ(searcher->multiPv, 3);
@@ -107,7 +105,7 @@ TEST_F(SetOptionTest, IllegalValuesAreReportedAndKeepTheOldSetting) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(onlyError(c.line),
-                  std::string("Illegal value for '") + c.shownName + "'|" + c.line);
+                  std::string("Illegal value for '") + c.shownName + "' " + c.line);
     EXPECT_FALSE(limits.ponderPlan);
     EXPECT_FALSE(reporter.isOutputOff());
     EXPECT_EQ(searcher->resignScore, -4010);
@@ -121,7 +119,7 @@ TEST_F(SetOptionTest, CountsFallBackToOneAndAreClamped) {
     EXPECT_EQ(run("setoption name MultiPV value 300"), Errors{});
     EXPECT_EQ(searcher->multiPv, 255);
     EXPECT_EQ(onlyError("setoption name MultiPV value x"),
-              "Illegal value for 'MultiPV'|setoption name MultiPV value x");
+              "Illegal value for 'MultiPV' setoption name MultiPV value x");
     EXPECT_EQ(searcher->multiPv, 1);
 
     EXPECT_EQ(run("setoption name NumberOfProcessors value 99"), Errors{});
@@ -132,7 +130,7 @@ TEST_F(SetOptionTest, CountsFallBackToOneAndAreClamped) {
     EXPECT_EQ(workerCount(), 2);
 
     EXPECT_EQ(onlyError("setoption name NumberOfProcessors value -2"),
-              "Illegal value for 'NumberOfProcessors'|setoption name NumberOfProcessors value -2");
+              "Illegal value for 'NumberOfProcessors' setoption name NumberOfProcessors value -2");
     EXPECT_EQ(controller->threadCount, 1);
     EXPECT_EQ(workerCount(), 0);
 }

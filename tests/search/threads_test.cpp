@@ -12,41 +12,44 @@
 #include <thread>
 #include <vector>
 
-#include "board/text.h"
+#include "frontend/engine_session.h"
+#include "frontend/reporter.h"
 #include "frontend/search_controller.h"
-#include "frontend/uci_interpreter.h"
-#include "frontend/uci_reporter.h"
-#include "search/limits.h"
 #include "search/searcher.h"
 
 namespace {
 
-class CountingReporter : public NullReporter {
+// Counts the bestmove lines of a session and drops the rest.
+class BestMoveCounter : public OutputSink {
   public:
-    void reportBestMove(const Move* best, const Move*, bool) override {
-        if (best) ++bestMoves;
+    void writeLine(const char* text) override {
+        if (std::strncmp(text, "bestmove", 8) == 0) ++bestMoves;
     }
     std::atomic<int> bestMoves{0};
 };
 
+SessionSettings countingSettings(BestMoveCounter& counter) {
+    SessionSettings settings;
+    settings.tableBytes = 2 << 20;
+    settings.output = &counter;
+    return settings;
+}
+
+// A UCI session whose controller the tests drive directly.
 struct ThreadedSearch {
-    std::unique_ptr<Searcher> main = std::make_unique<Searcher>(2 << 20);
-    SearchLimits limits;
-    CountingReporter reporter;
-    std::unique_ptr<SearchController> controller;
+    BestMoveCounter reporter;
+    EngineSession session{countingSettings(reporter)};
+    SearchController* controller = nullptr;
+    Searcher* main = &session.searcher();
 
     ThreadedSearch() {
-        controller = std::make_unique<SearchController>(main.get(), &reporter, &limits);
-        main->setReporter(&reporter);
-    }
-    ~ThreadedSearch() {
-        controller.reset();
-        main->setReporter(nullptr);
+        session.handleLine("uci");
+        controller = session.controller();
     }
     void setPosition(const char* fen) {
-        // Commands that touch the position stop a running search first.
-        controller->stop();
-        ASSERT_TRUE(setGameFromFen(*main, fen));
+        // Through the interpreter, which stops a running search and keeps the reporter's copy
+        // of the root in step.
+        session.handleLine((std::string("position fen ") + fen).c_str());
         main->buildRootList(nullptr, false);
     }
     bool waitForMoves(int count, int timeoutMs) {
@@ -90,23 +93,11 @@ TEST(Threads, StopPonderhitAndOptionsAtRandomMoments) {
     EXPECT_EQ(t.reporter.bestMoves, launched);
 }
 
-// The reporter of a real session, with its lines counted instead of printed.
-class CountingUciReporter : public UciReporter {
-  public:
-    using UciReporter::UciReporter;
-    void writeLine(const char* text) override {
-        if (std::strncmp(text, "bestmove", 8) == 0) ++bestMoves;
-    }
-    std::atomic<int> bestMoves{0};
-};
-
 // The command thread of a UCI session in-process: every option arrives while a search runs,
 // between go, ponderhit and stop at random moments, and each session ends in a search, by
 // quit or by the end of input. Whatever the option touches, the search thread and its workers
 // must never race with it, and no thread outlives its session.
 TEST(Threads, OptionsArriveDuringASearch) {
-    auto searcher = std::make_unique<Searcher>(2 << 20);
-    SearchLimits limits;
     const std::string timeLog = ::testing::TempDir() + "zelmark_threads_timelog.txt";
     // Clear Hash is left out: the table is lockless by design and clearing it during a search
     // is the test above; under the thread sanitizer it only costs time here.
@@ -143,36 +134,33 @@ TEST(Threads, OptionsArriveDuringASearch) {
     std::mt19937 random(5);
     int bestMoves = 0;
     for (int session = 0; session < 3; ++session) {
-        CountingUciReporter reporter(searcher.get(), &limits);
-        searcher->setReporter(&reporter);
+        BestMoveCounter reporter;
         {
-            SearchController controller(searcher.get(), &reporter, &limits);
-            UciInterpreter uci(searcher.get(), &reporter, &controller, false);
-            uci.handleCommand("uci");
-            uci.handleCommand("debug on");
+            EngineSession uci(countingSettings(reporter));
+            uci.handleLine("uci");
+            uci.handleLine("debug on");
             for (int round = 0; round < 20; ++round) {
-                uci.handleCommand(round % 2
-                                      ? "position startpos moves e2e4 c7c5 g1f3"
-                                      : "position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1");
-                uci.handleCommand(searches[random() % searches.size()].c_str());
+                uci.handleLine(round % 2
+                                   ? "position startpos moves e2e4 c7c5 g1f3"
+                                   : "position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1");
+                uci.handleLine(searches[random() % searches.size()].c_str());
                 for (int n = 1 + random() % 3; n > 0; --n) {
                     std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
                     const std::string option =
                         "setoption name " + options[random() % options.size()];
-                    uci.handleCommand(option.c_str());
+                    uci.handleLine(option.c_str());
                 }
-                if (random() % 2) uci.handleCommand("ponderhit");
+                if (random() % 2) uci.handleLine("ponderhit");
                 std::this_thread::sleep_for(std::chrono::milliseconds(random() % 25));
-                uci.handleCommand(random() % 4 ? "stop" : "isready");
+                uci.handleLine(random() % 4 ? "stop" : "isready");
             }
-            uci.handleCommand("setoption name NumberOfProcessors value 3");
-            uci.handleCommand("go infinite");
+            uci.handleLine("setoption name NumberOfProcessors value 3");
+            uci.handleLine("go infinite");
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            if (session == 0) uci.handleCommand("quit");
-            if (session == 1) uci.handleCommand("stop");
+            if (session == 0) uci.handleLine("quit");
+            if (session == 1) uci.handleLine("stop");
             // Session 2 ends with its search running, as at the end of input.
         }
-        searcher->setReporter(nullptr);
         bestMoves += reporter.bestMoves;
     }
     std::remove(timeLog.c_str());
