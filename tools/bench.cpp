@@ -45,7 +45,9 @@ int main(int argc, char** argv) {
         }
         searcher->table->clearTable();
         searcher->buildRootList(nullptr, false);
-        limits.setLimits(0, 0, 0, static_cast<int16_t>(depth), 0, 0, 0, false);
+        GoRequest request;
+        request.depth = static_cast<int16_t>(depth);
+        limits.setLimits(request);
         limits.startClock();
         searcher->searchRunning.store(true);
         searcher->stopRequested.store(false);

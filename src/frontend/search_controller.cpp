@@ -39,10 +39,9 @@ void SearchController::reapRing() {
     }
 }
 
-bool SearchController::launch(bool ponder, int64_t time, int64_t increment, int16_t movesToGo,
-                              int16_t depth, int64_t nodes, int16_t mate, int64_t moveTime,
-                              bool infinite) {
-    limits->setLimits(time, increment, movesToGo, depth, nodes, mate, moveTime, infinite);
+bool SearchController::launch(const GoRequest& request) {
+    const bool ponder = request.ponder;
+    limits->setLimits(request);
     limits->startClock();
     mainSearcher->searchRunning.store(true, Relaxed);
     mainSearcher->ponderRequested.store(ponder, Relaxed);

@@ -27,8 +27,7 @@ class SearchController {
     SearchController& operator=(const SearchController&) = delete;
 
     // True if the search was started (or, when blocking, has run).
-    bool launch(bool ponder, int64_t time, int64_t increment, int16_t movesToGo, int16_t depth,
-                int64_t nodes, int16_t mate, int64_t moveTime, bool infinite);
+    bool launch(const GoRequest& request);
     // True if a search thread was waited for and ended normally. Returns after its bestmove
     // line was printed.
     bool stop();

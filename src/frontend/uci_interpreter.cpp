@@ -189,20 +189,18 @@ void UciInterpreter::handleGo(const char* line) {
     }
     s.buildRootList(filter, exclude);
 
-    const bool ponder = std::strstr(line, "ponder") != nullptr;
     const bool white = s.position.whiteToMove != 0;
-    const int64_t time = readLongAfter(line, white ? "wtime" : "btime", 6);
-    const int64_t increment = readLongAfter(line, white ? "winc" : "binc", 5);
-    const int movesToGo = readIntWithFormat(line, "movestogo", "movestogo %d");
-    const int depth = readIntWithFormat(line, "depth", "depth %d");
-    const int64_t nodes = readLongAfter(line, "nodes", 6);
-    const int mate = readIntWithFormat(line, "mate", "mate %d");
-    const int64_t moveTime = readLongAfter(line, "movetime", 9);
-    const bool infinite = std::strstr(line, "infinite") != nullptr;
-
-    controller->launch(ponder, time, increment, static_cast<int16_t>(movesToGo),
-                       static_cast<int16_t>(depth), nodes, static_cast<int16_t>(mate), moveTime,
-                       infinite);
+    GoRequest request;
+    request.ponder = std::strstr(line, "ponder") != nullptr;
+    request.time = readLongAfter(line, white ? "wtime" : "btime", 6);
+    request.increment = readLongAfter(line, white ? "winc" : "binc", 5);
+    request.movesToGo = static_cast<int16_t>(readIntWithFormat(line, "movestogo", "movestogo %d"));
+    request.depth = static_cast<int16_t>(readIntWithFormat(line, "depth", "depth %d"));
+    request.nodes = readLongAfter(line, "nodes", 6);
+    request.mate = static_cast<int16_t>(readIntWithFormat(line, "mate", "mate %d"));
+    request.moveTime = readLongAfter(line, "movetime", 9);
+    request.infinite = std::strstr(line, "infinite") != nullptr;
+    controller->launch(request);
 }
 
 void UciInterpreter::handlePonderHit() {

@@ -69,8 +69,15 @@ int64_t reserveFor(int movesToGo) {
 
 }  // namespace
 
-void SearchLimits::setLimits(int64_t time, int64_t increment, int16_t movesToGo, int16_t depth,
-                             int64_t nodes, int16_t mate, int64_t moveTime, bool infinite) {
+void SearchLimits::setLimits(const GoRequest& request) {
+    const int64_t time = request.time;
+    const int64_t increment = request.increment;
+    const int movesToGo = request.movesToGo;
+    const int depth = request.depth;
+    const int64_t nodes = request.nodes;
+    const int mate = request.mate;
+    const int64_t moveTime = request.moveTime;
+    const bool infinite = request.infinite;
     // Everything but maxNodesHard is set anew. Infinite, depth and mate searches lift that one
     // too; a timed search keeps it from the last `go nodes`.
     targetTime = NoTimeLimit;

@@ -11,6 +11,20 @@ struct Searcher;
 constexpr int64_t NoTimeLimit = 0x7f0000ffff0000LL;
 constexpr int64_t NoNodeLimit = 0x7fff0000ffff0000LL;
 
+// Everything a `go` asks for, built once by the protocol layer (or a tool) and read by the
+// clock. Depth, mate and moves to go are 16-bit: larger numbers are truncated on the way in.
+struct GoRequest {
+    int64_t time = 0;  // the clock of the side to move, ms
+    int64_t increment = 0;
+    int16_t movesToGo = 0;
+    int16_t depth = 0;
+    int64_t nodes = 0;
+    int16_t mate = 0;
+    int64_t moveTime = 0;
+    bool infinite = false;
+    bool ponder = false;
+};
+
 // Wall clock in milliseconds.
 int64_t wallClockMs();
 
@@ -46,8 +60,8 @@ class SearchClock {
 // The limits of the main search, set from `go`.
 class SearchLimits : public SearchClock {
   public:
-    void setLimits(int64_t time, int64_t increment, int16_t movesToGo, int16_t depth, int64_t nodes,
-                   int16_t mate, int64_t moveTime, bool infinite);
+    // Pondering is not a limit: the controller passes it to the search.
+    void setLimits(const GoRequest& request);
     bool mustStop(const Searcher& searcher) const override;
     bool timeUsedUp() const override;
     bool timeUsedUpAfterPonder() const override;

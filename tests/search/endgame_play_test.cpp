@@ -46,7 +46,9 @@ int playToMate(Searcher& s, const std::string& fen, int depth) {
         if (hasNoLegalMove(s.position, &result)) return result == 1 ? ply : -1;
         if (s.position.sides[0].pieceCount[AllMen] < 2) return -1;  // the piece was lost
         s.buildRootList(nullptr, false);
-        limits.setLimits(0, 0, 0, static_cast<int16_t>(depth), 0, 0, 0, false);
+        GoRequest request;
+        request.depth = static_cast<int16_t>(depth);
+        limits.setLimits(request);
         limits.startClock();
         s.stopRequested = false;
         s.searchRunning = true;

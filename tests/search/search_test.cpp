@@ -19,7 +19,9 @@ struct SearchTest : ::testing::Test {
         EXPECT_TRUE(setGameFromFen(*searcher, fen)) << fen;
         searcher->table->clearTable();
         searcher->buildRootList(nullptr, false);
-        limits.setLimits(0, 0, 0, static_cast<int16_t>(depth), 0, 0, 0, false);
+        GoRequest request;
+        request.depth = static_cast<int16_t>(depth);
+        limits.setLimits(request);
         limits.startClock();
         searcher->searchRunning = true;
         searcher->stopRequested = false;

@@ -66,7 +66,9 @@ TEST(Threads, TwoThreadsFinishADepthSearch) {
     ThreadedSearch t;
     t.controller->setThreadCount(2);
     t.setPosition(Middlegame);
-    ASSERT_TRUE(t.controller->launch(false, 0, 0, 0, 5, 0, 0, 0, false));
+    GoRequest request;
+    request.depth = 5;
+    ASSERT_TRUE(t.controller->launch(request));
     EXPECT_TRUE(t.waitForMoves(1, 60000));
     t.controller->stop();
     EXPECT_EQ(t.reporter.bestMoves, 1);
@@ -80,11 +82,15 @@ TEST(Threads, StopPonderhitAndOptionsAtRandomMoments) {
         t.controller->stop();
         t.controller->setThreadCount(1 + static_cast<int>(random() % 3));
         t.setPosition(round % 2 ? Middlegame : "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1");
-        const bool ponder = random() % 2;
-        ASSERT_TRUE(t.controller->launch(ponder, 2000, 20, 0, 0, 0, 0, 0, !ponder && random() % 2));
+        GoRequest request;
+        request.ponder = random() % 2;
+        request.time = 2000;
+        request.increment = 20;
+        request.infinite = !request.ponder && random() % 2;
+        ASSERT_TRUE(t.controller->launch(request));
         ++launched;
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 40));
-        if (ponder) t.main->ponderHit();
+        if (request.ponder) t.main->ponderHit();
         if (random() % 3 == 0) t.main->clearTable();  // may come at any time
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 40));
         t.controller->stop();

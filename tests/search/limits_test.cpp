@@ -17,8 +17,39 @@ struct Budget {
 Budget clockBudget(int64_t time, int64_t inc, int16_t movesToGo, bool ponderPlan) {
     SearchLimits limits;
     limits.ponderPlan = ponderPlan;
-    limits.setLimits(time, inc, movesToGo, 0, 0, 0, 0, false);
+    GoRequest request;
+    request.time = time;
+    request.increment = inc;
+    request.movesToGo = movesToGo;
+    limits.setLimits(request);
     return {limits.targetTime, limits.softLimit, limits.hardLimit};
+}
+
+// One field of a go request set on top of another request.
+GoRequest withTime(int64_t time) {
+    GoRequest request;
+    request.time = time;
+    return request;
+}
+GoRequest withMoveTime(GoRequest request, int64_t moveTime) {
+    request.moveTime = moveTime;
+    return request;
+}
+GoRequest withDepth(GoRequest request, int16_t depth) {
+    request.depth = depth;
+    return request;
+}
+GoRequest withMate(GoRequest request, int16_t mate) {
+    request.mate = mate;
+    return request;
+}
+GoRequest withNodes(GoRequest request, int64_t nodes) {
+    request.nodes = nodes;
+    return request;
+}
+GoRequest withInfinite(GoRequest request) {
+    request.infinite = true;
+    return request;
 }
 
 // Pretends the clock was started `ms` milliseconds ago.
@@ -75,43 +106,45 @@ TEST(SetLimits, NearlyEmptyClocksKeepTheFlagUp) {
 
 TEST(SetLimits, FirstMatchingModeWins) {
     SearchLimits limits;
-    limits.setLimits(60000, 0, 0, 0, 0, 0, 0, true);
+    limits.setLimits(withInfinite(withTime(60000)));
     EXPECT_EQ(limits.hardLimit, NoTimeLimit);
 
-    limits.setLimits(60000, 0, 0, 1, 0, 0, 1000, false);
+    limits.setLimits(withDepth(withMoveTime(withTime(60000), 1000), 1));
     EXPECT_EQ(limits.maxDepth, 0);  // iterations count from 0
     EXPECT_EQ(limits.hardLimit, NoTimeLimit);
 
-    limits.setLimits(0, 0, 0, 5, 0, 3, 0, false);
+    limits.setLimits(withMate(withDepth({}, 5), 3));
     EXPECT_EQ(limits.maxDepth, 6);  // the mate value wins over the depth
 
-    limits.setLimits(60000, 0, 0, 0, 0, 0, 1000, false);
+    limits.setLimits(withMoveTime(withTime(60000), 1000));
     EXPECT_EQ(limits.hardLimit, 1000);
     EXPECT_EQ(limits.maxDepth, 100);
 }
 
 TEST(SetLimits, NodeLimitIsRaisedAndTheHardOneStays) {
     SearchLimits limits;
-    limits.setLimits(0, 0, 0, 0, 50, 0, 0, false);
+    limits.setLimits(withNodes({}, 50));
     EXPECT_EQ(limits.maxNodes, 200);
     EXPECT_EQ(limits.maxNodesHard, 2000);
 
     // Later searches of other kinds keep the hard node limit of the last `go nodes`.
-    limits.setLimits(60000, 0, 0, 0, 0, 0, 0, false);
+    limits.setLimits(withTime(60000));
     EXPECT_EQ(limits.maxNodes, NoNodeLimit);
     EXPECT_EQ(limits.maxNodesHard, 2000);
 
     // Searches without a clock have no node limit at all.
     for (int kind = 0; kind < 3; ++kind) {
-        limits.setLimits(0, 0, 0, 0, 50, 0, 0, false);
-        limits.setLimits(0, 0, 0, kind == 0 ? 7 : 0, 0, kind == 1 ? 2 : 0, 0, kind == 2);
+        limits.setLimits(withNodes({}, 50));
+        limits.setLimits(kind == 0   ? withDepth({}, 7)
+                         : kind == 1 ? withMate({}, 2)
+                                     : withInfinite({}));
         EXPECT_EQ(limits.maxNodesHard, NoNodeLimit) << kind;
     }
 }
 
 TEST(MayStartIteration, MoveTimeAllowsIterationsUntilAlmostHalfTheTime) {
     SearchLimits limits;
-    limits.setLimits(0, 0, 0, 0, 0, 0, 1000, false);
+    limits.setLimits(withMoveTime({}, 1000));
     pretendElapsed(limits, 400);
     EXPECT_TRUE(limits.mayStartIteration(0, 5, 15.0));
     pretendElapsed(limits, 500);  // 2.2 x 500 is past the soft limit
@@ -131,7 +164,7 @@ TEST(MayStartIteration, MoveTimeAllowsIterationsUntilAlmostHalfTheTime) {
 
 TEST(MayStartIteration, PredictedChangeStretchesTheTarget) {
     SearchLimits limits;
-    limits.setLimits(600000, 0, 0, 0, 0, 0, 0, false);
+    limits.setLimits(withTime(600000));
     const int64_t target = limits.targetTime;
     ASSERT_GT(target, 10000);
 
@@ -147,7 +180,7 @@ TEST(MayStartIteration, PredictedChangeStretchesTheTarget) {
 TEST(MustStop, HardLimitFirstThenBestMoveThenSoftAndNodes) {
     auto searcher = std::make_unique<Searcher>(1 << 20);
     SearchLimits limits;
-    limits.setLimits(0, 0, 0, 0, 0, 0, 1000, false);  // soft = hard = 1000
+    limits.setLimits(withMoveTime({}, 1000));  // soft = hard = 1000
 
     pretendElapsed(limits, 1000);
     searcher->rootBestMove = NoMove;
