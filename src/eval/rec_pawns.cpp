@@ -7,8 +7,6 @@ using namespace rec;
 
 namespace {
 
-constexpr int MateScore = RecogniserMateScore;
-
 // The square of the king and pawn ending, from the pawn side's view: a win in d plies is
 // worth 9550 - d, a draw 1 (so keeping the pawn is still preferred).
 int kingPawnScore(const StrongView& v) {
@@ -40,7 +38,7 @@ bool KingPawnRecogniser::nodeCheck(const Position& position, int& score, int alp
         score = v.toMover(s);
         return true;
     }
-    return boundCut(9450, MateScore, v.strongToMove, alpha, beta, score);
+    return boundCut(9450, ScoreMate, v.strongToMove, alpha, beta, score);
 }
 
 bool rookPawnDraw(const SideState& strong, const SideState& weak, bool strongToMove) {
@@ -117,7 +115,7 @@ bool RookPawnsRecogniser::nodeCheck(const Position& position, int& score, int al
     }
     // Against the bare king the minor and pawns can't lose.
     if (v.weak().pieceCount[AllMen] == 1)
-        return boundCut(0, MateScore, v.strongToMove, alpha, beta, score);
+        return boundCut(0, ScoreMate, v.strongToMove, alpha, beta, score);
     return false;
 }
 
@@ -230,7 +228,7 @@ bool PawnVsMinorRecogniser::nodeCheck(const Position& position, int& score, int 
         score = v.toMover(s);
         return true;
     }
-    return boundCut(0, MateScore, v.strongToMove, alpha, beta, score);
+    return boundCut(0, ScoreMate, v.strongToMove, alpha, beta, score);
 }
 
 RookPawnVsRookRecogniser::RookPawnVsRookRecogniser(bool whiteStrong)

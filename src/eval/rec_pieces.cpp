@@ -6,8 +6,6 @@ using namespace rec;
 
 namespace {
 
-constexpr int MateScore = RecogniserMateScore;
-
 // Depth cut for endings that need search only to find tactics: below two plies nothing,
 // then the fraction of a ply, and from three plies a whole ply more.
 int shallowSearchCut(int depth, int wholePlyFrom) {
@@ -54,7 +52,7 @@ bool HeavyPieceRecogniser::nodeCheck(const Position& position, int& score, int a
     if (strong.enemyAttacks & strong.men()) return false;
     const int lower = strong.pieceCount[Queen] ? 12550 : 7200;
     const bool strongToMove = (position.whiteToMove != 0) == white;
-    return boundCut(lower, MateScore, strongToMove, alpha, beta, score);
+    return boundCut(lower, ScoreMate, strongToMove, alpha, beta, score);
 }
 
 bool EqualHeavyRecogniser::quickScore(const Position&, int& score) const {
@@ -84,7 +82,7 @@ bool QueenVsRookRecogniser::nodeCheck(const Position& position, int& score, int 
                                       int, int&) const {
     if (isSharp(position)) return false;
     const bool strongToMove = (position.whiteToMove != 0) == white;
-    return boundCut(6350, MateScore, strongToMove, alpha, beta, score);
+    return boundCut(6350, ScoreMate, strongToMove, alpha, beta, score);
 }
 
 bool QueenMinorRecogniser::quickScore(const Position& position, int& score) const {
@@ -157,7 +155,7 @@ bool BishopKnightRecogniser::nodeCheck(const Position& position, int& score, int
     const bool doubtful =
         (strong.enemyAttacks & strong.men()) || (strong.pieces[Knight] & CornerSquares);
     const bool strongToMove = (position.whiteToMove != 0) == white;
-    return boundCut(doubtful ? 1 : 4350, MateScore, strongToMove, alpha, beta, score);
+    return boundCut(doubtful ? 1 : 4350, ScoreMate, strongToMove, alpha, beta, score);
 }
 
 namespace {
@@ -302,7 +300,7 @@ bool RookVsMinorRecogniser::nodeCheck(const Position& position, int& score, int 
     if ((squareBit(king) & CornerSquares) && (s.weak.pieces[Knight] & KnightTwoSteps[king]))
         return false;
     if (s.weak.pieces[Rook] && (squareBit(king) & Rim)) return false;
-    return boundCut(0, MateScore, s.strongToMove, alpha, beta, score);
+    return boundCut(0, ScoreMate, s.strongToMove, alpha, beta, score);
 }
 
 bool TwoMinorsRecogniser::quickScore(const Position& position, int& score) const {

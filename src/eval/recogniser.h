@@ -8,6 +8,7 @@
 #pragma once
 
 #include "board/position.h"
+#include "board/score.h"
 
 struct Evaluator;
 
@@ -269,8 +270,6 @@ extern const RecogniserTable Recognisers;
 
 // The recogniser for the counts of `position`.
 const EndgameRecogniser* selectRecogniser(const Position& position);
-
-constexpr int RecogniserMateScore = 500000;
 
 // A node's value is known to lie in lo..hi, seen by a side `owner`; `ownerToMove` tells
 // whether that side is to move. If the whole range is at or above beta (at or below alpha)

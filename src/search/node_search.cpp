@@ -208,7 +208,7 @@ bool Searcher::prescanChildren(MoveGenerator& gen, int beta, int depth) {
             const int score = entry.score;
             if (found && score <= limit && (entry.flags & BoundMask) != BoundLower) {
                 const int entryDepth = entry.flags >> 3;
-                if (score < -399999) {
+                if (score <= -ScoreMateZone) {
                     first = m;
                     done = true;
                 } else if (entryDepth >= depth && (!childInCheck || entryDepth >= depth + 2)) {
@@ -248,7 +248,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
 
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
     if (!inCheck && staticMateFound(frame)) {
-        const int score = 499999 - ply;
+        const int score = mateAt(ply + 1);
         --ply;
         return score;
     }
@@ -393,7 +393,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
                         --ply;
                         return alpha;
                     }
-                    if (score < -399999 && beta > -400000 &&
+                    if (score <= -ScoreMateZone && beta > -ScoreMateZone &&
                         (!(them.enemyAttacks & squareBit(threatFrom)) ||
                          (us.enemyAttacks & squareBit(threatFrom)))) {
                         ext += 2;
@@ -403,7 +403,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
             }
         }
     }
-    if (tryRazor && nullAllowed && depth + ext < 8 && e >= beta + 125 && beta > -400000 &&
+    if (tryRazor && nullAllowed && depth + ext < 8 && e >= beta + 125 && beta > -ScoreMateZone &&
         ext <= 0 && nullWindow &&
         us.pieceCount[Bishop] + us.pieceCount[Rook] + us.pieceCount[Queen] > 1 &&
         popcount(freeSquares & ~kingZone) >= 3) {
@@ -419,7 +419,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
                       depth >= 8 ? table->searchingMoves : nullptr);
     const int moveTotal = gen.count();
     if (moveTotal == 0) {
-        const int score = inCheck ? ply - ScoreMate : 0;
+        const int score = inCheck ? matedAt(ply) : 0;
         --ply;
         return score;
     }
@@ -434,7 +434,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
 
     int best = -ScoreMate;
     int pruned = 0;
-    const bool mayReduce = depth >= 8 && !inCheck && alpha > -400000;
+    const bool mayReduce = depth >= 8 && !inCheck && alpha > -ScoreMateZone;
     frame.moveCount = 0;
     const int alphaStart = alpha;
     const KillerSlot* killers = frame.killers + (inCheck ? 2 : 0);
@@ -522,7 +522,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     }
 
     if (frame.moveCount == 0) {
-        const int score = inCheck ? ply - ScoreMate : 0;
+        const int score = inCheck ? matedAt(ply) : 0;
         --ply;
         return score;
     }
@@ -550,7 +550,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
             if (!answersLastMove && ply > previousNullPly + 3) {
                 updateKiller(frame.killers + (inCheck ? 2 : 0), m,
                              stack[ply - 2].killers + (inCheck ? 2 : 0), depth, afterNull,
-                             best == 499999 - ply);
+                             best == mateAt(ply + 1));
                 updateHistory(historyTable, m, depth / 8);
             }
             if (frame.moveCount > 1) {

@@ -42,7 +42,7 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     }
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
     if (!inCheck && staticMateFound(frame)) {
-        const int score = 499999 - ply;
+        const int score = mateAt(ply + 1);
         --ply;
         return score;
     }
@@ -75,7 +75,7 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     bool selective = false;
     Bitboard targets[7] = {};
     if (inCheck) {
-        best = ply - ScoreMate;
+        best = matedAt(ply);
     } else {
         if (e >= beta) {
             --ply;

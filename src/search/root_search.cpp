@@ -152,8 +152,8 @@ int extractPv(Searcher& s, Move* movesOut, int maxLength, const Move* firstMove)
             expected = score;
         } else {
             expected = -expected;
-            if (expected > 400000) ++expected;
-            if (expected < -400000) --expected;
+            if (expected > ScoreMateZone) ++expected;
+            if (expected < -ScoreMateZone) --expected;
             if (score != expected && (e.flags & BoundMask) != BoundExact) break;
         }
         movesOut[length++] = e.move;
@@ -265,7 +265,7 @@ int Searcher::rootSearch(int depth) {
             limits->timeUsedUp())
             break;
     }
-    if (searched == 0 && !stopped(*this)) best = inCheck ? -ScoreMate : 0;
+    if (searched == 0 && !stopped(*this)) best = inCheck ? matedAt(0) : 0;
     ply = -1;
     return best;
 }
@@ -353,7 +353,7 @@ bool runSearch(Searcher& s, SearchClock* limits) {
             const int d = s.iterationDepth;
             if (d >= MaxPly) break;
             if (lastScore >= ScoreMateZone && ScoreMate - lastScore <= d - 2) break;
-            if (lastScore < -399999 && lastScore + ScoreMate <= d - 2) break;
+            if (lastScore <= -ScoreMateZone && lastScore + ScoreMate <= d - 2) break;
             if (d != 0) {
                 percent += bias;
                 const bool goOn = s.limits->mayStartIteration(s.nodeCount, d, percent);

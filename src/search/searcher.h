@@ -9,6 +9,7 @@
 #include "board/makemove.h"
 #include "board/move.h"
 #include "board/position.h"
+#include "board/score.h"
 #include "eval/evaluator.h"
 #include "frontend/reporter.h"
 #include "learn/change_net.h"
@@ -21,10 +22,6 @@ class OpeningBook;
 class BitbaseStore;
 class PgnReader;
 
-// Score scale: a pawn is 1000; mate at ply p is p - 500000 for the mated side.
-constexpr int ScoreMate = 500000;
-constexpr int ScoreInfinite = 500001;
-constexpr int ScoreMateZone = 400000;
 constexpr int TableMissRootScore = -999999;
 
 // Depth is counted in eighths of a ply; a negative depth means quiescence.

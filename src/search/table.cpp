@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "board/score.h"
+
 TranspositionTable::~TranspositionTable() {
     std::free(entries);
 }
@@ -43,9 +45,9 @@ bool TranspositionTable::probe(uint64_t key, int ply, TtEntry& hit) {
             e->generation = ttGeneration;
         }
         hit = *e;
-        if (hit.score < -399999)
+        if (hit.score <= -ScoreMateZone)
             hit.score += ply;
-        else if (hit.score >= 400000)
+        else if (hit.score >= ScoreMateZone)
             hit.score -= ply;
         return true;
     }
@@ -63,8 +65,8 @@ bool TranspositionTable::probeEntry(uint64_t key, int ply, Move& move, int& scor
 
 void TranspositionTable::storeEntry(uint64_t key, Move move, int score, int flags, int ply) {
     if (!entries) return;
-    if (score < -399999) score -= ply;
-    if (score >= 400000) score += ply;
+    if (score <= -ScoreMateZone) score -= ply;
+    if (score >= ScoreMateZone) score += ply;
     TtEntry* bucket = entries + indexOf(key);
     for (int i = 0; i < 3; ++i) {
         TtEntry& e = bucket[i];

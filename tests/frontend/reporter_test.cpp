@@ -13,7 +13,7 @@
 
 namespace {
 
-std::string scoreText(int score, int alpha = -500001, int beta = 500001) {
+std::string scoreText(int score, int alpha = -ScoreInfinite, int beta = ScoreInfinite) {
     std::string line;
     formatScore(line, score, alpha, beta);
     return line;
