@@ -237,25 +237,16 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     // Read now: the children's evaluations move the evaluator's current entries.
     const Bitboard passers = evaluator.currentPawnEntry->passers & us.pieces[Pawn];
     ++nodeCount;
-    ++ply;
+    // Every return below steps the ply back.
+    const PlyStep step(ply);
     SearchFrame& frame = stack[ply];
     SearchFrame& previous = stack[ply - 1];
     frame.bestMove &= ~0xffffu;
-    if (ply >= MaxPly || stopRequested.load(std::memory_order_relaxed)) {
-        --ply;
-        return e;
-    }
+    if (ply >= MaxPly || stopRequested.load(std::memory_order_relaxed)) return e;
 
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
-    if (!inCheck && staticMateFound(frame)) {
-        const int score = mateAt(ply + 1);
-        --ply;
-        return score;
-    }
-    if (repeatsInTree(*this, position.hashKey, ply) || repeatsInGame(*this)) {
-        --ply;
-        return 0;
-    }
+    if (!inCheck && staticMateFound(frame)) return mateAt(ply + 1);
+    if (repeatsInTree(*this, position.hashKey, ply) || repeatsInGame(*this)) return 0;
     // Bitbase probes join here once the store exists.
 
     frame.key = position.hashKey;
@@ -269,7 +260,6 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
                              stack[ply - 3].staticEval + stack[ply - 2].staticEval < 0 &&
                              position.sides[0].materialKey == grand.savedMaterial[0] &&
                              position.sides[1].materialKey == grand.savedMaterial[2])) {
-            --ply;
             return alpha;
         }
     }
@@ -293,7 +283,6 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
              (nullWindow && ((tableScore >= beta && bound != BoundUpper) ||
                              (tableScore <= alpha && bound == BoundUpper))))) {
             if (tableScore > alpha) frame.bestMove = entryMove;
-            --ply;
             return tableScore;
         }
         if (entry.flags & FlagMateThreat) {
@@ -316,7 +305,6 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
         int score = 0, depthChange = 0;
         if (evaluator.currentRecogniser->nodeCheck(position, score, alpha, beta, depth,
                                                    depthChange)) {
-            --ply;
             return score;
         }
         ext += depthChange;
@@ -376,10 +364,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
             frame.key = savedKey;
 
             if (score >= beta) {
-                if (nullWindow) {
-                    --ply;
-                    return score;
-                }
+                if (nullWindow) return score;
             } else {
                 const Move refutation = stack[ply + 1].bestMove;
                 if (moveFromTo(refutation)) {
@@ -390,7 +375,6 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
                         (threatFrom == moveTo(previous.move) ||
                          (moveFromTo(previous.bestMove) &&
                           (threatPath & squareBit(moveFrom(previous.bestMove)))))) {
-                        --ply;
                         return alpha;
                     }
                     if (score <= -ScoreMateZone && beta > -ScoreMateZone &&
@@ -408,21 +392,14 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
         us.pieceCount[Bishop] + us.pieceCount[Rook] + us.pieceCount[Queen] > 1 &&
         popcount(freeSquares & ~kingZone) >= 3) {
         const int v = e - hangingThreat(position, us, them) - 125;
-        if (v >= beta) {
-            --ply;
-            return v;
-        }
+        if (v >= beta) return v;
     }
 
     const int sideIndex = position.whiteToMove ? 1 : 0;
     MoveGenerator gen(&arenaTop, position, &history[sideIndex], GenAll, hashMove, frame.killers,
                       depth >= 8 ? table->searchingMoves : nullptr);
     const int moveTotal = gen.count();
-    if (moveTotal == 0) {
-        const int score = inCheck ? matedAt(ply) : 0;
-        --ply;
-        return score;
-    }
+    if (moveTotal == 0) return inCheck ? matedAt(ply) : 0;
     if (moveTotal == 1) ext += 2;
     if (inCheck) ext += 4;
     if (!nullWindow) ext += 1;
@@ -510,10 +487,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
         undoMove(frame.undo);
         ++frame.moveCount;
         if (gen.searchedMoves) clearSearchingBit(gen.searchedMoves, m, gen.keyBits);
-        if (stopRequested.load(std::memory_order_relaxed)) {
-            --ply;
-            return best;
-        }
+        if (stopRequested.load(std::memory_order_relaxed)) return best;
         if (score > best) {
             best = score;
             frame.bestMove = m;
@@ -521,11 +495,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
         }
     }
 
-    if (frame.moveCount == 0) {
-        const int score = inCheck ? matedAt(ply) : 0;
-        --ply;
-        return score;
-    }
+    if (frame.moveCount == 0) return inCheck ? matedAt(ply) : 0;
     HistoryTable& historyTable = history[sideIndex];
     int bound;
     if (best < beta) {
@@ -564,6 +534,5 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
         }
     }
     table->storeEntry(frame.key, frame.bestMove, best, depth * 8 + (ttFlag ? 1 : 0) + bound, ply);
-    --ply;
     return best;
 }

@@ -4,6 +4,7 @@
 #include "board/tables.h"
 #include "eval/evaluator.h"
 #include "search/picker.h"
+#include "search/search_support.h"
 #include "search/searcher.h"
 #include "search/table.h"
 #include "search/threats.h"
@@ -31,25 +32,15 @@ struct ManRemoved {
 }  // namespace
 
 int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, int depth) {
-    ++ply;
+    // Every return below steps the ply back.
+    const PlyStep step(ply);
     if (ply > selDepth) selDepth = ply;
     SearchFrame& frame = stack[ply];
     frame.bestMove &= ~0xffffu;
-    if (ply >= MaxPly) {
-        const int e = evaluator.evaluate(position);
-        --ply;
-        return e;
-    }
+    if (ply >= MaxPly) return evaluator.evaluate(position);
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
-    if (!inCheck && staticMateFound(frame)) {
-        const int score = mateAt(ply + 1);
-        --ply;
-        return score;
-    }
-    if (ply >= 4 && position.hashKey == stack[ply - 4].key) {
-        --ply;
-        return 0;
-    }
+    if (!inCheck && staticMateFound(frame)) return mateAt(ply + 1);
+    if (ply >= 4 && position.hashKey == stack[ply - 4].key) return 0;
     frame.key = position.hashKey;
     Move hashMove = NoMove;
     TtEntry entry;
@@ -62,7 +53,6 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
              (beta == alpha + 1 && ((tableScore >= beta && bound != BoundUpper) ||
                                     (tableScore <= alpha && bound == BoundUpper))))) {
             if (tableScore > alpha) frame.bestMove = entryMove;
-            --ply;
             return tableScore;
         }
         if (moveFromTo(entryMove)) hashMove = entryMove;
@@ -77,13 +67,9 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     if (inCheck) {
         best = matedAt(ply);
     } else {
-        if (e >= beta) {
-            --ply;
-            return e;
-        }
+        if (e >= beta) return e;
         if (depth < -3 && !(them.enemyPawnAttacks & (RankOne | RankEight)) &&
             !(them.men() & them.enemyAttacks)) {
-            --ply;
             return e;
         }
         best = e;
@@ -138,10 +124,7 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     }
 
     int recognised = 0;
-    if (evaluator.currentRecogniser->qsearchScore(position, recognised)) {
-        --ply;
-        return recognised;
-    }
+    if (evaluator.currentRecogniser->qsearchScore(position, recognised)) return recognised;
 
     const int index = (depth >= -3 ? 1 : 0) + (depth == -1 && e + 3500 >= alpha ? 1 : 0);
     const int sideIndex = position.whiteToMove ? 1 : 0;
@@ -168,7 +151,6 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
         ++frame.moveCount;
         if (score >= beta) {
             table->storeEntry(frame.key, m, score, depth * 8 + BoundLower, ply);
-            --ply;
             return score;
         }
         if (score > best) {
@@ -182,6 +164,5 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     if (moveFromTo(frame.bestMove))
         table->storeEntry(frame.key, frame.bestMove, result,
                           depth * 8 + (result > alphaStart ? BoundExact : BoundUpper), ply);
-    --ply;
     return result;
 }

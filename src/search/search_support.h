@@ -10,6 +10,18 @@
 struct Searcher;
 struct SearchFrame;
 
+// One ply down for the lifetime of a node: the ply steps back on every way out.
+class PlyStep {
+  public:
+    explicit PlyStep(int16_t& searcherPly) : ply(searcherPly) { ++ply; }
+    ~PlyStep() { --ply; }
+    PlyStep(const PlyStep&) = delete;
+    PlyStep& operator=(const PlyStep&) = delete;
+
+  private:
+    int16_t& ply;
+};
+
 // The child depth of the frame's move, in eighths of a ply: captures and extensions keep
 // fractions, quiet stretches drop them, recaptures into pawn endings go deeper.
 int nextDepth(const Searcher& s, int depth, SearchFrame& frame);
