@@ -395,8 +395,9 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
         if (v >= beta) return v;
     }
 
-    const int sideIndex = position.whiteToMove ? 1 : 0;
-    MoveGenerator gen(&arenaTop, position, &history[sideIndex], GenAll, hashMove, frame.killers,
+    // The history of the side to move: index 1 for White, 0 for Black.
+    HistoryTable& moverHistory = history[position.whiteToMove ? 1 : 0];
+    MoveGenerator gen(&arenaTop, position, &moverHistory, GenAll, hashMove, frame.killers,
                       depth >= 8 ? table->searchingMoves : nullptr);
     const int moveTotal = gen.count();
     if (moveTotal == 0) return inCheck ? matedAt(ply) : 0;
@@ -496,13 +497,12 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     }
 
     if (frame.moveCount == 0) return inCheck ? matedAt(ply) : 0;
-    HistoryTable& historyTable = history[sideIndex];
     int bound;
     if (best < beta) {
-        if (historyTable.updates > 1) {
+        if (moverHistory.updates > 1) {
             // Recent history then outweighs old.
-            historyTable.updates = 0;
-            historyTable.increment += historyTable.increment >> 4;
+            moverHistory.updates = 0;
+            moverHistory.increment += moverHistory.increment >> 4;
         }
         if (pruned > 0 && best < e + 1200) best = e + 1200;
         bound = best > alphaStart ? BoundExact : BoundUpper;
@@ -521,14 +521,14 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
                 updateKiller(frame.killers + (inCheck ? 2 : 0), m,
                              stack[ply - 2].killers + (inCheck ? 2 : 0), depth, afterNull,
                              best == mateAt(ply + 1));
-                updateHistory(historyTable, m, depth / 8);
+                updateHistory(moverHistory, m, depth / 8);
             }
             if (frame.moveCount > 1) {
-                uint32_t& c = historyTable.counters[moveFromTo(firstTwo[0]) & 4095];
+                uint32_t& c = moverHistory.counters[moveFromTo(firstTwo[0]) & 4095];
                 c -= c >> 2;
             }
             if (frame.moveCount > 2) {
-                uint32_t& c = historyTable.counters[moveFromTo(firstTwo[1]) & 4095];
+                uint32_t& c = moverHistory.counters[moveFromTo(firstTwo[1]) & 4095];
                 c -= c >> 3;
             }
         }

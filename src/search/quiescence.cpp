@@ -127,9 +127,9 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
     if (evaluator.currentRecogniser->qsearchScore(position, recognised)) return recognised;
 
     const int index = (depth >= -3 ? 1 : 0) + (depth == -1 && e + 3500 >= alpha ? 1 : 0);
-    const int sideIndex = position.whiteToMove ? 1 : 0;
-    MoveGenerator gen(&arenaTop, position, &history[sideIndex], QuiescenceModes[index], hashMove,
-                      frame.killers, nullptr);
+    // The history of the side to move: index 1 for White, 0 for Black.
+    MoveGenerator gen(&arenaTop, position, &history[position.whiteToMove ? 1 : 0],
+                      QuiescenceModes[index], hashMove, frame.killers, nullptr);
     const int checkExt = inCheck && gen.count() == 1 ? 2 : 0;
     beginUndo(frame.undo, position);
     frame.moveCount = 0;
