@@ -94,7 +94,7 @@ void capNumber(std::string& line, const char* keyword, size_t distance, long cap
         line.replace(numberStart, at - numberStart, std::to_string(cap));
 }
 
-void boundGo(std::string& line, bool blocking, long maxDepth) {
+void boundGo(std::string& line, long maxDepth) {
     capNumber(line, "depth", 5, maxDepth);
     capNumber(line, "mate", 4, MaxMate);
     capNumber(line, "nodes", 6, MaxNodes);
@@ -103,12 +103,6 @@ void boundGo(std::string& line, bool blocking, long maxDepth) {
     capNumber(line, "btime", 6, MaxClockMs);
     capNumber(line, "winc", 5, MaxIncrementMs);
     capNumber(line, "binc", 5, MaxIncrementMs);
-    // A blocking search returns only at its end, and no stop can reach it before.
-    if (blocking && line.find("ponder") == std::string::npos) {
-        for (size_t at = line.find("infinite"); at != std::string::npos;
-             at = line.find("infinite", at))
-            line.replace(at, 8, "        ");
-    }
 }
 
 void boundSetOption(std::string& line) {
@@ -212,7 +206,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const bool inBudget = std::chrono::steady_clock::now() < budgetEnd;
         const long maxDepth = inBudget ? MaxDepth : 1;
         if (word == "go") {
-            boundGo(line, controller.blocking, maxDepth);
+            boundGo(line, maxDepth);
             std::memcpy(static_cast<void*>(&root), &searcher.position, sizeof root);
         } else if (word == "perft") {
             capNumber(line, "depth", 5, maxDepth);

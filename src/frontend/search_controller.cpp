@@ -45,11 +45,12 @@ bool SearchController::launch(const GoRequest& request) {
     limits->startClock();
     mainSearcher->searchRunning.store(true, Relaxed);
     mainSearcher->ponderRequested.store(ponder, Relaxed);
+    mainSearcher->infiniteRequested.store(request.infinite, Relaxed);
     mainSearcher->stopRequested.store(false, Relaxed);
     reapRing();
 
-    // A ponder search never blocks: ponderhit must get through.
-    if (blocking && !ponder) {
+    // A ponder or infinite search never blocks: ponderhit and stop must get through.
+    if (blocking && !ponder && !request.infinite) {
         searchBody();
         return true;
     }
@@ -139,6 +140,7 @@ void SearchController::stopWorkers() {
 bool SearchController::stop() {
     mainSearcher->searchRunning.store(false, Relaxed);
     mainSearcher->ponderRequested.store(false, Relaxed);
+    mainSearcher->infiniteRequested.store(false, Relaxed);
     mainSearcher->stopRequested.store(true, Relaxed);
     ThreadHandle running;
     {

@@ -47,6 +47,7 @@ void Searcher::resetToDefaults() {
     resignScore.store(-7000, std::memory_order_relaxed);
     stopRequested.store(false, std::memory_order_relaxed);
     ponderRequested.store(false, std::memory_order_relaxed);
+    infiniteRequested.store(false, std::memory_order_relaxed);
     rootCount = 0;
     threadCount = 1;
     multiPv = 1;
@@ -77,6 +78,7 @@ void Searcher::copyStateFrom(const Searcher& source) {
     clearCaches.store(false, std::memory_order_relaxed);
     stopRequested.store(false, std::memory_order_relaxed);
     ponderRequested.store(false, std::memory_order_relaxed);
+    infiniteRequested.store(false, std::memory_order_relaxed);
     gameFollower = nullptr;
     reporter = &nullReporter;
     // The setters clear the caches when a value changes.
@@ -90,7 +92,8 @@ void Searcher::setReporter(Reporter* r) {
 }
 
 void Searcher::waitWhilePondering() {
-    while (ponderRequested.load(std::memory_order_relaxed))
+    while (ponderRequested.load(std::memory_order_relaxed) ||
+           infiniteRequested.load(std::memory_order_relaxed))
         std::this_thread::sleep_for(std::chrono::milliseconds(40));
 }
 

@@ -79,6 +79,9 @@ struct Searcher : Game {
     // Flags polled by the search; written by other threads, so relaxed atomics.
     std::atomic<bool> stopRequested{false};
     std::atomic<bool> ponderRequested{false};
+    // `go infinite`: a search that has nothing left to do waits for stop, as a ponder search
+    // waits for ponderhit; UCI forbids a bestmove before stop.
+    std::atomic<bool> infiniteRequested{false};
     std::atomic<bool> searchRunning{false};
     bool useBook = true;
     // AlwaysClearHash: set without stopping a search, so atomic as well.
@@ -144,6 +147,7 @@ struct Searcher : Game {
     void copyStateFrom(const Searcher& source);
     // Null restores the embedded NullReporter.
     void setReporter(Reporter* r);
+    // Holds a finished search while it ponders or runs without limits.
     void waitWhilePondering();
     void ponderHit();
     // Builds the root list of legal moves; with a filter text, a move stays when finding its

@@ -110,3 +110,29 @@ TEST(Search, LargestHashTakesWhatTheMachineGives) {
     ASSERT_TRUE(engine.finish());
     EXPECT_EQ(engine.exitStatus, 0);
 }
+
+// An infinite search ends only at stop or quit, also when it has nothing left to search: one
+// legal move, a proven mate, or a blocking setting that would otherwise hold the command loop.
+TEST(Search, InfiniteSearchWaitsForStopWhateverItFinds) {
+    EngineProcess engine;
+    startUci(engine);
+    const char* const cases[][2] = {
+        {"position fen k7/8/8/8/8/8/r7/7K w - - 0 1", "one legal move"},
+        {"position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", "mate in one"},
+        {"setoption name blocking value true", "blocking"},
+    };
+    for (const auto& c : cases) {
+        engine.send(c[0]);
+        engine.send("go infinite");
+        const std::vector<std::string> early = engine.readUntil("bestmove", 1500);
+        EXPECT_EQ(countPrefix(early, "bestmove"), 0) << c[1] << ": " << lastLine(early);
+        engine.send("stop");
+        const std::string line = lastLine(engine.readUntil("bestmove", 5000));
+        EXPECT_TRUE(isBestMoveLine(line)) << c[1] << ": " << line;
+    }
+    engine.send("go infinite");
+    engine.send("quit");
+    ASSERT_TRUE(engine.finish());
+    EXPECT_EQ(engine.exitStatus, 0);
+    EXPECT_EQ(countPrefix(engine.remainingLines, "bestmove"), 0);
+}
