@@ -21,6 +21,7 @@
 #include "frontend/search_controller.h"
 #include "fuzz_support.h"
 #include "search/searcher.h"
+#include "support/line_collector.h"
 
 namespace {
 
@@ -43,25 +44,13 @@ const char* const HarmlessLog = "/dev/null";
 const char* const MissingFile = "/nonexistent/zelmark-fuzz";
 
 // Checks every output line, prints nothing, and keeps the bestmove lines.
-class CheckingSink : public OutputSink {
+class CheckingSink : public LineCollector {
   public:
     void writeLine(const char* text) override {
         const size_t length = std::strlen(text);
         FUZZ_CHECK(length > 0 && !std::strchr(text, '\n'), std::string("output line: ") + text);
-        if (std::strncmp(text, "bestmove", 8) != 0) return;
-        std::lock_guard<std::mutex> guard(linesLock);
-        bestMoves.emplace_back(text);
+        if (std::strncmp(text, "bestmove", 8) == 0) LineCollector::writeLine(text);
     }
-    std::vector<std::string> takeBestMoves() {
-        std::lock_guard<std::mutex> guard(linesLock);
-        std::vector<std::string> taken;
-        taken.swap(bestMoves);
-        return taken;
-    }
-
-  private:
-    std::mutex linesLock;
-    std::vector<std::string> bestMoves;
 };
 
 std::string firstWord(const std::string& line) {
@@ -195,7 +184,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     auto stopSearch = [&]() {
         session.handleLine("stop");
-        for (const std::string& best : output.takeBestMoves()) checkBestMove(best, root);
+        for (const std::string& best : output.take()) checkBestMove(best, root);
     };
 
     for (std::string& line : inputLines(data, size)) {
