@@ -70,7 +70,7 @@ fuzz: $(FUZZ_DIR)/CMakeCache.txt
 			echo "fuzz target $$name failed; input and log in $$work"; }; \
 	done; exit $$status
 
-# Builds the programs in tools/ (one per source file) and runs the perft speed benchmark.
+# Builds the programs in tools/ (one folder each) and runs the perft speed benchmark.
 bench: $(RELEASE_DIR)/CMakeCache.txt
 	$(CMAKE) --build $(RELEASE_DIR) --target tools -j $(JOBS)
 	if [ -x $(RELEASE_DIR)/perftbench ]; then ./$(RELEASE_DIR)/perftbench; fi

@@ -32,7 +32,7 @@ run() {
     [ $((games % 2)) -eq 1 ] && games=$((games + 1))
     [ $games -lt 2 ] && games=2
     echo "soak $name: $games games at $tc"
-    if "$build/match" -engine "$engine" "$@" -openings "$root/tools/$openings" -games "$games" \
+    if "$build/match" -engine "$engine" "$@" -openings "$root/tools/match/$openings" -games "$games" \
         -tc "$tc" -lag $lag $growth -resign movecount=3 score=2000 \
         -draw movenumber=60 movecount=10 score=5 -pgnout "$out/$name.pgn" \
         > "$out/$name.log" 2>&1; then

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "../../tools/match/driver.h"
+#include "tools/match/driver.h"
 
 namespace {
 

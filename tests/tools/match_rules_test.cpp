@@ -6,7 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "../../tools/match/driver.h"
+#include "tools/match/arguments.h"
+#include "tools/match/game_clock.h"
+#include "tools/match/openings.h"
+#include "tools/match/player.h"
+#include "tools/match/referee.h"
+#include "tools/match/score_adjudicator.h"
+#include "tools/match/stats.h"
 
 namespace {
 
@@ -118,7 +124,7 @@ TEST(CommandLine, EnginesAndSharedSettings) {
 // comes twice.
 TEST(Openings, ShippedFilesHoldDistinctPlayablePositions) {
     const std::string file = __FILE__;
-    const std::string tools = file.substr(0, file.rfind("tests/tools/")) + "tools/";
+    const std::string tools = file.substr(0, file.rfind("tests/tools/")) + "tools/match/";
     for (const bool chess960 : {false, true}) {
         std::vector<std::string> fens;
         std::string error;

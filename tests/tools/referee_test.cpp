@@ -1,12 +1,12 @@
 // The match driver's referee: move checking, the rules that end a game, SAN and PGN text.
-#include "../../tools/match/referee.h"
+#include "tools/match/referee.h"
 
 #include <gtest/gtest.h>
 
 #include <initializer_list>
 #include <string>
 
-#include "../../tools/match/pgn.h"
+#include "tools/match/pgn.h"
 
 namespace {
 

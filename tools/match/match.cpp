@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "match/driver.h"
+#include "arguments.h"
+#include "driver.h"
 
 int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
