@@ -1,19 +1,16 @@
-// The engine binary as a child process behind pipes. Every read has a time limit, so a hang
-// fails the test instead of blocking the run.
+// The engine binary as a child process, with the conveniences of the protocol tests. Every
+// read has a time limit, so a hang fails the test instead of blocking the run.
 #pragma once
-
-#include <sys/types.h>
 
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/support/child_process.h"
+
 class EngineProcess {
   public:
     explicit EngineProcess(const std::vector<std::string>& arguments = {});
-    ~EngineProcess();
-    EngineProcess(const EngineProcess&) = delete;
-    EngineProcess& operator=(const EngineProcess&) = delete;
 
     void send(const std::string& line);
     void sendRaw(const std::string& bytes);
@@ -32,18 +29,12 @@ class EngineProcess {
     bool finish(int timeoutMs = 10000);
 
     std::vector<std::string> remainingLines;  // standard output read by finish()
-    std::string errorText;                    // all of standard error read so far
-    int exitStatus = -1;                      // exit code, or -1 if killed or not ended
+    std::string errorText;                    // all of standard error, read by finish()
+    // The exit code, ChildProcess::EndedBySignal, or -1 if it did not end.
+    int exitStatus = -1;
 
   private:
-    bool pump(int timeoutMs);  // reads what is available; false at the time limit
-    bool takeLine(std::string& line);
-
-    pid_t pid = -1;
-    int inputFd = -1;
-    int outputFd = -1;
-    int errorFd = -1;
-    std::string outputBuffer;
+    ChildProcess process;
 };
 
 // The protocol session most tests start with: "uci" and its answer.

@@ -94,7 +94,7 @@ Verdict Match::playGame(int whiteIndex, const std::string& fen, Referee& game) {
         const bool white = game.whiteToMove();
         const int c = white ? 0 : 1;
         Player& mover = *side[c];
-        EngineProcess* other = &side[1 - c]->process;
+        EngineConnection* other = &side[1 - c]->process;
         std::string error;
         bool sent;
         if (!pondering[c].empty() && pondering[c] == game.uciMoves().back()) {

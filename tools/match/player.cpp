@@ -42,7 +42,7 @@ bool Player::synchronise(std::string& error) {
     return s == ReadStatus::Line || fail(s, "readyok", error);
 }
 
-bool Player::stopSearch(std::string& error, EngineProcess* other) {
+bool Player::stopSearch(std::string& error, EngineConnection* other) {
     std::string line;
     if (!process.send("stop")) return fail(ReadStatus::Closed, "stop", error);
     const ReadStatus s = process.waitFor("bestmove", deadline(), line, other);

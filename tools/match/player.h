@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine.h"
+#include "engine_connection.h"
 #include "settings.h"
 #include "verdict.h"
 
@@ -59,14 +59,14 @@ class Player {
     bool synchronise(std::string& error);
 
     // Stops a running search and throws its bestmove away.
-    bool stopSearch(std::string& error, EngineProcess* other);
+    bool stopSearch(std::string& error, EngineConnection* other);
 
     // Counts the fault and kills the process, which the next game restarts.
     bool fail(ReadStatus status, const std::string& awaited, std::string& error);
 
     const EngineSettings& settings() const { return settings_; }
 
-    EngineProcess process;
+    EngineConnection process;
     std::string idName;
     std::set<std::string> declared;
     std::vector<std::string> undeclaredOptions;  // sent although the engine did not list them
