@@ -1,16 +1,16 @@
 // Search signature: a fixed list of positions searched to a fixed depth on a fresh table with
 // one thread. The total node count changes only when the search or evaluation changes, so it
-// is quoted in commit messages; nodes per second measure speed.
-// Usage: bench [depth] [hash MiB]
+// is recorded in signature.txt and checked by the tests; nodes per second measure speed.
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
+#include <string>
 
 #include "board/text.h"
 #include "search/limits.h"
 #include "search/searcher.h"
 #include "search/table.h"
+#include "tools/support/command_line.h"
 
 namespace {
 
@@ -29,11 +29,27 @@ const char* const BenchPositions[] = {
     "2kr3r/ppp2ppp/2n5/2b1q3/4P3/2N2N2/PPP2PPP/R2QKB1R w KQ - 0 11",
 };
 
-}  // namespace
+constexpr long DefaultDepth = 9;
+constexpr long DefaultHashMiB = 16;
+constexpr long MaxHashMiB = 32767;  // as the engine's Hash option
 
-int main(int argc, char** argv) {
-    const int depth = argc > 1 ? std::atoi(argv[1]) : 9;
-    const int hashMiB = argc > 2 ? std::atoi(argv[2]) : 16;
+const long MaxDepth = MaxPly - 1;
+
+// A format for the defaults and limits above, in this order.
+const char* const Usage =
+    "Usage: bench [DEPTH] [HASH]\n"
+    "\n"
+    "Searches a fixed list of positions to DEPTH (default %ld, at most %ld) on a fresh table\n"
+    "of HASH MiB (default %ld, at most %ld) with one thread. Prints each position's best\n"
+    "move and node count, then the total and the nodes per second. The total at the default\n"
+    "settings is the signature of the search.\n";
+
+int usageError(const std::string& message) {
+    std::fprintf(stderr, "bench: %s\nTry 'bench --help'.\n", message.c_str());
+    return 2;
+}
+
+int runBench(int depth, int hashMiB) {
     auto searcher = std::make_unique<Searcher>(static_cast<size_t>(hashMiB) * 1048576);
     SearchLimits limits;
     uint64_t totalNodes = 0;
@@ -66,4 +82,28 @@ int main(int argc, char** argv) {
                 static_cast<unsigned long long>(totalNodes), totalSeconds,
                 totalNodes / totalSeconds, depth);
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    long numbers[2] = {DefaultDepth, DefaultHashMiB};
+    const char* const names[2] = {"depth", "hash size in MiB"};
+    const long highest[2] = {MaxDepth, MaxHashMiB};
+    int count = 0;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (isHelpWord(word)) {
+            std::printf(Usage, DefaultDepth, MaxDepth, DefaultHashMiB, MaxHashMiB);
+            return 0;
+        }
+        if (looksLikeOption(word)) return usageError("unknown option: " + word);
+        if (count == 2) return usageError("unexpected argument: " + word);
+        if (!parseWholeNumber(word, 1, highest[count], numbers[count])) {
+            return usageError(std::string(names[count]) + " must be a whole number from 1 to " +
+                              std::to_string(highest[count]) + ": " + word);
+        }
+        ++count;
+    }
+    return runBench(static_cast<int>(numbers[0]), static_cast<int>(numbers[1]));
 }

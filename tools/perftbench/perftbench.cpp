@@ -1,11 +1,11 @@
 // Perft speed: leaf nodes per second for the start position and a few middle-game positions.
-// Usage: perftbench [depth-offset]; the offset (default 0) deepens or shallows every count.
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
+#include <string>
 
 #include "board/text.h"
 #include "frontend/perft.h"
+#include "tools/support/command_line.h"
 
 namespace {
 
@@ -23,10 +23,36 @@ const BenchPosition Positions[] = {
     {"endgame", "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1", 7},
 };
 
+// The shallowest count is 5 plies: every depth stays at least 1.
+constexpr long MaxOffset = 4;
+
+const char* const Usage =
+    "Usage: perftbench [OFFSET]\n"
+    "\n"
+    "Counts the leaf nodes of the move tree of a few positions to a fixed depth each and\n"
+    "prints the nodes per second. OFFSET (default 0, from -4 to 4) deepens or shallows\n"
+    "every count by that many plies.\n";
+
+int usageError(const std::string& message) {
+    std::fprintf(stderr, "perftbench: %s\nTry 'perftbench --help'.\n", message.c_str());
+    return 2;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int offset = argc > 1 ? std::atoi(argv[1]) : 0;
+    long offset = 0;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (isHelpWord(word)) {
+            std::fputs(Usage, stdout);
+            return 0;
+        }
+        if (looksLikeOption(word)) return usageError("unknown option: " + word);
+        if (i > 1) return usageError("unexpected argument: " + word);
+        if (!parseWholeNumber(word, -MaxOffset, MaxOffset, offset))
+            return usageError("the offset must be a whole number from -4 to 4: " + word);
+    }
     uint64_t totalNodes = 0;
     double totalSeconds = 0;
     for (const BenchPosition& b : Positions) {
@@ -37,7 +63,7 @@ int main(int argc, char** argv) {
             return 1;
         }
         PerftTable table(0);
-        const int depth = b.depth + offset;
+        const int depth = b.depth + static_cast<int>(offset);
         const auto start = std::chrono::steady_clock::now();
         const uint64_t nodes = perftCount(table, p, depth);
         const double seconds =
