@@ -17,9 +17,10 @@ struct SuiteLine {
     std::vector<std::pair<int, uint64_t>> counts;  // depth, leaf count
 };
 
+// A perft suite of tests/data: one EPD position a line with ";D<depth> <count>" fields.
 inline std::vector<SuiteLine> readSuite(const std::string& name) {
     std::vector<SuiteLine> lines;
-    std::ifstream in(std::string(ZELMARK_SHARED_DATA) + "/" + name);
+    std::ifstream in(std::string(ZELMARK_TEST_DATA) + "/" + name);
     std::string text;
     while (std::getline(in, text)) {
         if (text.empty() || text[0] == '#') continue;
