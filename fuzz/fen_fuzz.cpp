@@ -79,14 +79,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                     (fenOf(again) == fen && (again.chess960 == p.chess960 || p.castling == 0))),
                "FEN round trip changed " + fen + " into " + fenOf(again));
 
-    char full[128];
-    writeFullFen(game, full);
+    const std::string full = fullFenOf(game);
     Game gameAgain;
     constructGame(gameAgain);
-    FUZZ_CHECK(setGameFromFen(gameAgain, full), std::string("own full FEN refused: ") + full);
+    FUZZ_CHECK(setGameFromFen(gameAgain, full.c_str()), "own full FEN refused: " + full);
     FUZZ_CHECK(gameAgain.historyCount == game.historyCount &&
                    gameAgain.position.hashKey == game.position.hashKey,
-               std::string("full FEN round trip changed ") + full);
+               "full FEN round trip changed " + full);
 
     std::vector<MoveEntry> all(MaxMovesPerPosition);
     all.resize(static_cast<size_t>(generateMoves(p, GenAll, all.data()) - all.data()));

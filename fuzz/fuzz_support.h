@@ -15,6 +15,7 @@
 #include "board/position.h"
 #include "board/test_positions.h"
 #include "board/text.h"
+#include "support/fen_text.h"
 
 [[noreturn]] inline void fuzzFailure(const char* what, const std::string& detail) {
     std::fprintf(stderr, "fuzz check failed: %s\n  %s\n", what, detail.c_str());
@@ -29,12 +30,6 @@
 // The input as a C string: NUL bytes inside end it, as they would in a line of text.
 inline std::string inputText(const uint8_t* data, size_t size) {
     return std::string(reinterpret_cast<const char*>(data), size).c_str();
-}
-
-inline std::string fenOf(const Position& p) {
-    char buffer[90];
-    writeFen(p, buffer);
-    return buffer;
 }
 
 // The recomputed keys, counts and lists, plus the attack summaries that movegen relies on.

@@ -6,6 +6,7 @@
 
 #include "board/makemove.h"
 #include "board/tables.h"
+#include "support/fen_text.h"
 #include "test_positions.h"
 
 namespace {
@@ -15,12 +16,6 @@ Position fromFen(const char* fen) {
     constructPosition(p);
     EXPECT_NE(parseFen(p, fen), nullptr) << fen;
     return p;
-}
-
-std::string fenOf(const Position& p) {
-    char buffer[128];
-    writeFen(p, buffer);
-    return buffer;
 }
 
 std::string moveText(Position& p, const char* input, int style, int format = 1) {
@@ -96,10 +91,8 @@ TEST(Fen, CountersSetTheHistory) {
     EXPECT_EQ(g.historyCount, 1);
     ASSERT_TRUE(setGameFromFen(g, "4k3/8/8/8/8/8/8/4K2R w K -"));
     EXPECT_EQ(g.historyCount, 1);
-    char buffer[128];
     ASSERT_TRUE(setGameFromFen(g, "4k3/8/8/8/8/8/8/4K2R b K - 5 80"));
-    writeFullFen(g, buffer);
-    EXPECT_STREQ(buffer, "4k3/8/8/8/8/8/8/4K2R b K - 5 4");
+    EXPECT_EQ(fullFenOf(g), "4k3/8/8/8/8/8/8/4K2R b K - 5 4");
 }
 
 TEST(Chess960, StartNumbers) {

@@ -12,18 +12,13 @@
 #include "board/position.h"
 #include "board/test_positions.h"
 #include "board/text.h"
+#include "support/fen_text.h"
 
 inline Position positionFromFen(const std::string& fen) {
     Position p;
     constructPosition(p);
     EXPECT_NE(parseFen(p, fen.c_str()), nullptr) << fen;
     return p;
-}
-
-inline std::string fenOf(const Position& p) {
-    char buffer[96];
-    writeFen(p, buffer);
-    return buffer;
 }
 
 // The same position with the board turned upside down and the colours exchanged.
