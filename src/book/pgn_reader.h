@@ -1,7 +1,7 @@
 // Games from a PGN file, one at a time, read strictly in the export form: a move that can't be
 // played, a missing mandatory tag or a termination marker against the Result tag ends the game
-// with a message on standard error. The reader serves the game the engine follows at the root
-// and the book and material tools.
+// with a message on standard error. The reader serves the game the engine follows at the root,
+// the book and material tools, and the rating estimate below.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,8 @@
 
 // Tag name to tag value, sorted by name.
 using PgnTags = std::map<std::string, std::string>;
+// Player name to rating.
+using PlayerRatings = std::map<std::string, int>;
 
 enum PgnTokenKind : int {
     TokenString = 0,
@@ -81,3 +83,7 @@ class PgnReader : public std::ifstream {
     int32_t followIndex = 0;
     bool followExhausted = false;
 };
+
+// Ratings of the file's players from the results of its games, the mean held at 2,400. Reads
+// up to the first game that fails. A file that does not open leaves `ratings` as it was.
+void computeRatings(const std::string& fileName, PlayerRatings& ratings);

@@ -370,4 +370,34 @@ TEST(PgnFollow, FileThatDoesNotOpen) {
     EXPECT_FALSE(reader.parseGame(moves, tags));
 }
 
+std::string ratedGame(const char* white, const char* black, const char* result) {
+    return std::string("[White \"") + white + "\"]\n[Black \"" + black + "\"]\n[Result \"" +
+           result + "\"]\n" + result + "\n";
+}
+
+TEST(PgnRatings, ResultsMovePlayersApartAroundTheMean) {
+    PlayerRatings ratings;
+    computeRatings(writeFile("even", ratedGame("A", "B", "1-0") + ratedGame("A", "B", "0-1") +
+                                         ratedGame("C", "A", "*")),
+                   ratings);
+    EXPECT_EQ(ratings, (PlayerRatings{{"A", 2400}, {"B", 2400}}));
+
+    // 3.5 of 4 is the score of a 338-point lead. The file is read up to its first bad game.
+    const std::string path =
+        writeFile("lopsided", ratedGame("A", "B", "1-0") + ratedGame("B", "A", "0-1") +
+                                  ratedGame("A", "B", "1/2-1/2") + ratedGame("B", "A", "0-1") +
+                                  "1. e9\n" + ratedGame("B", "A", "1-0"));
+    CaptureStderr();
+    computeRatings(path, ratings);
+    EXPECT_EQ(GetCapturedStderr(), message(path, "line 18 char 0: illegal move e9"));
+    ASSERT_EQ(ratings.size(), 2u);
+    EXPECT_NEAR(ratings["A"] - ratings["B"], 338, 4);
+    EXPECT_NEAR(ratings["A"] + ratings["B"], 4800, 2);
+
+    CaptureStderr();
+    computeRatings(::testing::TempDir() + "pgn_no_such_dir/none.pgn", ratings);
+    GetCapturedStderr();
+    EXPECT_EQ(ratings.size(), 2u);  // a file that doesn't open writes nothing
+}
+
 }  // namespace
