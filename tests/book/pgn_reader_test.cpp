@@ -124,6 +124,14 @@ TEST(PgnGames, MovesAndMessages) {
          {"f3", "e5", "g4", "Qh4"},
          ""},
         {"German letters", Tags + "1. Sf3 Sf6 *", true, {"Nf3", "Nf6"}, ""},
+        {"study export with a FEN, comments and a variation",
+         "[Event \"\xF0\x9F\x92\x8E Puzzle 1\"]\n" + Tags +
+             "[FEN \"2r2r2/1Q3pkp/p4np1/qp6/4B3/1P2P2P/P4PP1/R4RK1 b - - 7 20\"]\n\n"
+             "{ Find the move.\nTwo lines. }\n20... Rc7 { [%cal Gf3g5] } (20... Rb8 { good } "
+             "21. Qc6) 21. b4 Rxb7 22. bxa5 { } 22... Nxe4 *\n",
+         true,
+         {"Rc7", "b4", "Rxb7", "bxa5", "Nxe4"},
+         ""},
         {"exclamation mark", Tags + "1. e4! *\n", false, {"e4"}, "line 4 char 7: illegal move !"},
         {"check claim on a quiet move",
          Tags + "1. Nf3+ *",
@@ -354,6 +362,18 @@ TEST(PgnFollow, BlackSideThenTheNextGame) {
     EXPECT_FALSE(reader.nextFollowedMove(keyAfter({"e4"}), move));
     EXPECT_TRUE(reader.followExhausted);
     EXPECT_FALSE(reader.nextFollowedMove(keyAfter({}), move));
+}
+
+TEST(PgnFollow, MovesThatDoNotFitTheLastFenAreLeftOut) {
+    // The first move was read against the start position, the others against the FEN that
+    // followed it; the game is followed from that FEN.
+    const char* fen = "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1";
+    PgnReader reader(writeFile("late_fen", Tags + "1. Nf3 [FEN \"" + fen + "\"] 1. e4 Kd7 *\n"));
+    Move move = NoMove;
+    ASSERT_TRUE(reader.nextFollowedMove(keyAfter({}, fen), move));
+    EXPECT_EQ(move, line({"e4"}, fen)[0]);
+    ASSERT_EQ(reader.followedMoves.size(), 2u);
+    EXPECT_EQ(reader.followedMoves[1].move, line({"e4", "Kd7"}, fen)[1]);
 }
 
 TEST(PgnFollow, FileThatDoesNotOpen) {
