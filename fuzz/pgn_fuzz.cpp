@@ -3,7 +3,8 @@
 // readGame must agree with parseGame; the followed game must hand out only moves that are
 // legal where the game says; and the ratings must cover exactly the players of rated games.
 // The reader takes a file name, so the input goes to a file of this process. Messages go to
-// a second file while the reader works: a crash inside the reader leaves its report there.
+// a second file while the reader works: a crash inside the reader leaves its report there,
+// and both files stay behind.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -350,5 +351,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (allDraws) FUZZ_CHECK(entry.second == 2400, "drawn games moved a rating");
     }
     FUZZ_CHECK(rated == ratedPlayers, "ratings for other players than those of rated games");
+    // A crash leaves both files behind, the report among the messages.
+    std::remove(fileName.c_str());
+    std::remove(scratchName(".err").c_str());
     return 0;
 }
