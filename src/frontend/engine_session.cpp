@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "book/pgn_reader.h"
 #include "frontend/command_handler.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
@@ -17,8 +18,13 @@ EngineSession::EngineSession(const SessionSettings& sessionSettings)
       mainSearcher(std::make_unique<Searcher>(sessionSettings.tableBytes)),
       searchLimits(std::make_unique<SearchLimits>()),
       lineBuffer(new char[LineBufferSize]) {
-    // Following the games of a PGN file starts here once the reader exists; until then the
-    // name is accepted and not used.
+    if (!settings.pgnFileName) return;
+    // A file that does not open costs the reader's message and nothing else.
+    gameFile = std::make_unique<PgnReader>(settings.pgnFileName);
+    gameFile->followedMoves.clear();
+    gameFile->followIndex = 0;
+    gameFile->followExhausted = !gameFile->is_open();
+    if (gameFile->is_open()) mainSearcher->gameFollower = gameFile.get();
 }
 
 EngineSession::~EngineSession() {
@@ -28,6 +34,8 @@ EngineSession::~EngineSession() {
     // The searcher must not keep a pointer to a dead reporter.
     mainSearcher->setReporter(nullptr);
     protocolReporter.reset();
+    mainSearcher->gameFollower = nullptr;
+    gameFile.reset();
     searchLimits.reset();
     mainSearcher.reset();
 }

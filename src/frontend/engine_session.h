@@ -1,8 +1,8 @@
-// The objects of one run of the engine. The main searcher and the limits live for the whole
-// run; the first protocol word adds, once and for good, the reporter, the search controller and
-// the interpreter. They are torn down in the reverse order, so that no search thread outlives
-// what it uses. The command loop feeds it standard input; tests and fuzz targets feed it lines
-// in-process and collect its output through a sink.
+// The objects of one run of the engine. The main searcher, the limits and the reader of a game
+// file named on the command line live for the whole run; the first protocol word adds, once and for
+// good, the reporter, the search controller and the interpreter. They are torn down in the reverse
+// order, so that no search thread outlives what it uses. The command loop feeds it standard input;
+// tests and fuzz targets feed it lines in-process and collect its output through a sink.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +10,7 @@
 
 class CommandHandler;
 class OutputSink;
+class PgnReader;
 class Reporter;
 class SearchController;
 class SearchLimits;
@@ -59,6 +60,8 @@ class EngineSession {
     SessionSettings settings;
     std::unique_ptr<Searcher> mainSearcher;
     std::unique_ptr<SearchLimits> searchLimits;
+    // The games followed at the root; only when a file was named.
+    std::unique_ptr<PgnReader> gameFile;
     std::unique_ptr<Reporter> protocolReporter;
     std::unique_ptr<SearchController> searchController;
     std::unique_ptr<UciInterpreter> uciInterpreter;
