@@ -45,17 +45,18 @@ run() {
     total=$((total + games))
 }
 
-# The option words after each -engine: one engine name, then its settings.
+# The option words after each -engine: one engine name, then its settings. The book stays
+# off, so that a book file in the working directory never changes what is tested.
 run single-ponder 320 1+0.01 openings.txt name=A threads=1 ponder=true \
-    -engine "$engine" name=B threads=1 ponder=true -each Hash=16
+    -engine "$engine" name=B threads=1 ponder=true -each OwnBook=false Hash=16
 run two-threads-multipv 240 0.5+0.02 openings.txt name=A threads=2 ponder=true MultiPV=3 \
-    -engine "$engine" name=B threads=1 ponder=true -each Hash=8
+    -engine "$engine" name=B threads=1 ponder=true -each OwnBook=false Hash=8
 run chess960 200 1+0.02 openings960.txt name=A threads=1 ponder=true \
-    -engine "$engine" name=B threads=2 ponder=false -each Hash=16 -variant 960
+    -engine "$engine" name=B threads=2 ponder=false -each OwnBook=false Hash=16 -variant 960
 run four-threads 160 2+0.02 openings.txt name=A threads=4 ponder=true \
-    -engine "$engine" name=B threads=3 ponder=true MultiPV=2 -each Hash=32
+    -engine "$engine" name=B threads=3 ponder=true MultiPV=2 -each OwnBook=false Hash=32
 run increment-only 120 0.2+0.02 openings.txt name=A threads=1 ponder=true \
-    -engine "$engine" name=B threads=2 ponder=true -each Hash=4
+    -engine "$engine" name=B threads=2 ponder=true -each OwnBook=false Hash=4
 
 echo "soak: $total games, $( [ $status -eq 0 ] && echo clean || echo FAULTS )"
 exit $status
