@@ -43,7 +43,7 @@ std::string shown(const std::string& tool, const std::vector<std::string>& argum
 }
 
 TEST(ToolArguments, HelpPrintsTheUsage) {
-    for (const std::string tool : {"bench", "match", "perftbench"}) {
+    for (const std::string tool : {"bench", "match", "perftbench", "pgnscan"}) {
         const ToolRun run = runTool(tool, {"--help"});
         EXPECT_EQ(run.status, 0) << tool;
         EXPECT_EQ(run.output.rfind("Usage: " + tool + " ", 0), 0u) << tool << ": " << run.output;
@@ -56,11 +56,23 @@ TEST(ToolArguments, WhatIsNotUnderstoodIsRefused) {
         const char* tool;
         std::vector<std::string> arguments;
     } Cases[] = {
-        {"bench", {"--depth"}},    {"bench", {"nine"}},         {"bench", {"0"}},
-        {"bench", {"100"}},        {"bench", {"9x"}},           {"bench", {"9", "0"}},
-        {"bench", {"9", "32768"}}, {"bench", {"9", "16", "1"}}, {"perftbench", {"--fast"}},
-        {"perftbench", {"5"}},     {"perftbench", {"-5"}},      {"perftbench", {"0", "0"}},
-        {"perftbench", {""}},      {"match", {"--bogus"}},      {"match", {"stray"}},
+        {"bench", {"--depth"}},
+        {"bench", {"nine"}},
+        {"bench", {"0"}},
+        {"bench", {"100"}},
+        {"bench", {"9x"}},
+        {"bench", {"9", "0"}},
+        {"bench", {"9", "32768"}},
+        {"bench", {"9", "16", "1"}},
+        {"perftbench", {"--fast"}},
+        {"perftbench", {"5"}},
+        {"perftbench", {"-5"}},
+        {"perftbench", {"0", "0"}},
+        {"perftbench", {""}},
+        {"match", {"--bogus"}},
+        {"match", {"stray"}},
+        {"pgnscan", {}},
+        {"pgnscan", {"-x", "a.pgn"}},
     };
     for (const auto& c : Cases) {
         const ToolRun run = runTool(c.tool, c.arguments);
@@ -70,6 +82,19 @@ TEST(ToolArguments, WhatIsNotUnderstoodIsRefused) {
         EXPECT_EQ(run.errors.rfind(std::string(c.tool) + ": ", 0), 0u)
             << what << ": " << run.errors;
     }
+}
+
+// The ECO file of another program: opening lines without the tags every game must have.
+TEST(PgnScan, CountsWhatTheReaderTakesAndRefuses) {
+    const std::string file = std::string(ZELMARK_TEST_DATA) + "/pgn/eco_excerpt.pgn";
+    const ToolRun run = runTool("pgnscan", {file});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, file + ": 0 games taken, 11 refused, 0 from a FEN, 0 moves\n");
+    size_t messages = 0;
+    for (size_t at = run.errors.find("'White' missing"); at != std::string::npos;
+         at = run.errors.find("'White' missing", at + 1))
+        ++messages;
+    EXPECT_EQ(messages, 11u) << run.errors;
 }
 
 }  // namespace
