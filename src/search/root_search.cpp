@@ -9,6 +9,8 @@
 
 #include "board/movegen.h"
 #include "board/text.h"
+#include "book/opening_book.h"
+#include "book/pgn_reader.h"
 #include "eval/evaluator.h"
 #include "learn/change_net.h"
 #include "search/limits.h"
@@ -291,7 +293,22 @@ bool runSearch(Searcher& s, SearchClock* limits) {
     s.previousNullPly = -10;
     const bool isMain = s.searcherIndex == 0;
     if (isMain) {
-        // Game follower and opening book answer here once they exist.
+        // The game being followed comes first, then the book; either answers at once. Workers
+        // ask neither, and the book stays out of a search restricted to some moves.
+        Move best = NoMove;
+        Move ponder = NoMove;
+        const bool known =
+            (s.gameFollower && s.gameFollower->nextFollowedMove(s.position.hashKey, best)) ||
+            (!s.restrictedRoot && s.useBook && s.book &&
+             s.book->probeBook(s.position, best, &ponder));
+        if (known) {
+            s.rootBestMove = best;
+            s.ponderMove = ponder;
+            s.rootAlpha = 9;
+            s.rootScore = 10;
+            s.rootBeta = 11;
+            s.searchCount = 0;
+        }
         s.table->newGeneration();
     }
 

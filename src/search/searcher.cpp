@@ -6,6 +6,7 @@
 
 #include "board/movegen.h"
 #include "board/text.h"
+#include "book/opening_book.h"
 #include "search/limits.h"
 #include "search/table.h"
 
@@ -126,8 +127,22 @@ void Searcher::setMaterialFile(const char* fileName) {
 }
 void Searcher::setBitbaseCache(size_t) {}
 void Searcher::setBitbasePath(const char*) {}
-void Searcher::setBookFile(const char*) {}
+
+OpeningBook& Searcher::bookMadeIfNeeded() {
+    if (!ownedBook) ownedBook = std::make_unique<OpeningBook>();
+    book = ownedBook.get();
+    return *ownedBook;
+}
+
+void Searcher::setBookFile(const char* fileName) {
+    bookMadeIfNeeded().setFileName(fileName);
+}
+
 bool Searcher::prepareBook() {
+    // A new game: its first search is treated as the first after book moves.
+    searchCount = 0;
+    if (useBook) return bookMadeIfNeeded().readBook();
+    if (book) std::vector<BookRecord>().swap(book->records);
     return true;
 }
 

@@ -179,12 +179,17 @@ struct Searcher : Game {
     void setMaterialFile(const char* fileName);
     void setBitbaseCache(size_t bytes);
     void setBitbasePath(const char* path);
+    // Makes the book if needed and keeps the name for the next read.
     void setBookFile(const char* fileName);
-    // Reloads the opening book; false if a book file exists but cannot be read.
+    // At a game start: reads the book anew with OwnBook on, empties it with OwnBook off.
+    // False if the book file can't be read; the book is empty then.
     bool prepareBook();
 
   private:
     bool ownsTable = false;
+    // The main searcher's book, made on first need; workers only share the pointer.
+    std::unique_ptr<OpeningBook> ownedBook;
+    OpeningBook& bookMadeIfNeeded();
 };
 
 // Runs one search to its end; true unless it was stopped.
