@@ -155,10 +155,13 @@ bool readTree(const std::string& text, std::vector<BookRecord>& found) {
     return false;  // the file ended inside a node
 }
 
-bool recordOrder(const BookRecord& a, const BookRecord& b) {
-    if (a.key != b.key) return a.key < b.key;
-    return static_cast<uint32_t>(a.weight) > static_cast<uint32_t>(b.weight);
-}
+// A function object rather than a function pointer, so that the sort inlines it.
+struct RecordOrder {
+    bool operator()(const BookRecord& a, const BookRecord& b) const {
+        if (a.key != b.key) return a.key < b.key;
+        return static_cast<uint32_t>(a.weight) > static_cast<uint32_t>(b.weight);
+    }
+};
 
 bool keyBelow(const BookRecord& record, uint64_t key) {
     return record.key < key;
@@ -180,7 +183,7 @@ bool OpeningBook::readBook() {
     std::string text;
     std::vector<BookRecord> found;
     if (!readWholeFile(fileName, text) || !readTree(text, found)) return false;
-    std::sort(found.begin(), found.end(), recordOrder);
+    std::sort(found.begin(), found.end(), RecordOrder());
     records.swap(found);
     return true;
 }
