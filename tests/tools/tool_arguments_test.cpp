@@ -1,8 +1,11 @@
 // The command lines of the programs in tools/: --help answers with the usage, anything not
 // understood is refused on standard error before any work starts.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -43,7 +46,7 @@ std::string shown(const std::string& tool, const std::vector<std::string>& argum
 }
 
 TEST(ToolArguments, HelpPrintsTheUsage) {
-    for (const std::string tool : {"bench", "match", "perftbench", "pgnscan"}) {
+    for (const std::string tool : {"bench", "bookbench", "match", "perftbench", "pgnscan"}) {
         const ToolRun run = runTool(tool, {"--help"});
         EXPECT_EQ(run.status, 0) << tool;
         EXPECT_EQ(run.output.rfind("Usage: " + tool + " ", 0), 0u) << tool << ": " << run.output;
@@ -95,6 +98,39 @@ TEST(PgnScan, CountsWhatTheReaderTakesAndRefuses) {
          at = run.errors.find("'White' missing", at + 1))
         ++messages;
     EXPECT_EQ(messages, 11u) << run.errors;
+}
+
+TEST(ToolArguments, BookbenchRefusesWhatItDoesNotUnderstand) {
+    const std::vector<std::string> cases[] = {
+        {},
+        {"--reads"},
+        {"a.opn", "0"},
+        {"a.opn", "2", "3"},
+        {"a.opn", "--random"},
+        {"--random", "10"},
+        {"--random", "0", "a.opn"},
+        {"--random", "--random", "1", "a.opn"},
+    };
+    for (const auto& arguments : cases) {
+        const ToolRun run = runTool("bookbench", arguments);
+        const std::string what = shown("bookbench", arguments);
+        EXPECT_EQ(run.status, 2) << what;
+        EXPECT_EQ(run.output, "") << what;
+        EXPECT_EQ(run.errors.rfind("bookbench: ", 0), 0u) << what << ": " << run.errors;
+    }
+}
+
+TEST(ToolArguments, BookbenchReadsTheRandomBookItWrites) {
+    const std::string file = ::testing::TempDir() + "bookbench_" + std::to_string(getpid());
+    const ToolRun written = runTool("bookbench", {"--random", "30", file});
+    EXPECT_EQ(written.status, 0) << written.errors;
+    const ToolRun read = runTool("bookbench", {file, "2"});
+    std::remove(file.c_str());
+    EXPECT_EQ(read.status, 0) << read.errors;
+    // Every move of weight 1 or more is a record; the random weights run from 0 to 99.
+    EXPECT_TRUE(std::regex_match(read.output, std::regex(".*: [1-9][0-9]* records, 2 reads, "
+                                                         "[0-9.]+ ms per read\n")))
+        << read.output;
 }
 
 }  // namespace
