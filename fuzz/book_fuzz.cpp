@@ -38,12 +38,14 @@ struct ReferenceReading {
 
     explicit ReferenceReading(const std::string& text) : in(text) {}
 
+    bool take(std::string& token) { return (in >> token) && token.size() <= MaxBookTokenLength; }
+
     bool node(Position& p, int depth) {
-        for (std::string token; in >> token;) {
+        for (std::string token; take(token);) {
             if (token == "*") return true;
             if (token == "startpos") {
                 std::string number;
-                if (depth > 0 || !(in >> number) || !wholeNumber(number)) return false;
+                if (depth > 0 || !take(number) || !wholeNumber(number)) return false;
                 long long rest = 0;
                 for (char c : number)
                     if (c >= '0' && c <= '9') rest = (rest * 10 + (c - '0')) % 960;
@@ -52,7 +54,7 @@ struct ReferenceReading {
                 continue;
             }
             std::string weightText;
-            if (!(in >> weightText) || !wholeNumber(weightText)) return false;
+            if (!take(weightText) || !wholeNumber(weightText)) return false;
             const std::string digits =
                 weightText.substr(weightText[0] == '+' || weightText[0] == '-');
             const size_t significant = digits.find_first_not_of('0');

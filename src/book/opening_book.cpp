@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "board/makemove.h"
@@ -25,48 +26,54 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-struct Token {
-    const char* begin = nullptr;
-    const char* end = nullptr;
-
-    bool is(const char* word) const {
-        const size_t length = std::strlen(word);
-        return static_cast<size_t>(end - begin) == length && std::memcmp(begin, word, length) == 0;
-    }
-};
-
-class TokenScanner {
+// Tokens from the file, read block by block: memory does not grow with the file, which is
+// mostly indentation, nor with a stream that never ends.
+class TokenReader {
   public:
-    explicit TokenScanner(const std::string& text)
-        : cursor(text.data()), end(text.data() + text.size()) {}
+    explicit TokenReader(std::FILE* file) : file(file), block(65536) {}
 
-    bool next(Token& token) {
-        while (cursor < end && isSpace(static_cast<unsigned char>(*cursor))) ++cursor;
-        if (cursor == end) return false;
-        token.begin = cursor;
-        while (cursor < end && !isSpace(static_cast<unsigned char>(*cursor))) ++cursor;
-        token.end = cursor;
-        return true;
+    // False at the end of the file, on a read error (a directory opens but can't be read)
+    // and at a token longer than any the format knows.
+    bool next(std::string& token) {
+        token.clear();
+        for (;;) {
+            while (at < filled && isSpace(static_cast<unsigned char>(block[at]))) ++at;
+            if (at < filled) break;
+            if (!refill()) return false;
+        }
+        for (;;) {
+            const size_t start = at;
+            while (at < filled && !isSpace(static_cast<unsigned char>(block[at]))) ++at;
+            token.append(block.data() + start, at - start);
+            if (token.size() > MaxBookTokenLength) return false;
+            if (at < filled || !refill()) return true;
+        }
     }
 
   private:
-    const char* cursor;
-    const char* end;
+    bool refill() {
+        filled = std::fread(block.data(), 1, block.size(), file);
+        at = 0;
+        return filled > 0;
+    }
+
+    std::FILE* file;
+    std::vector<char> block;
+    size_t at = 0;
+    size_t filled = 0;
 };
 
 // The whole token: an optional sign and decimal digits, within 32 bits.
-bool readWeight(const Token& token, int32_t& weight) {
-    const char* p = token.begin;
-    const bool negative = *p == '-';
-    if (*p == '-' || *p == '+') ++p;
-    if (p == token.end) return false;
+bool readWeight(const std::string& token, int32_t& weight) {
+    size_t at = token[0] == '-' || token[0] == '+' ? 1 : 0;
+    if (at == token.size()) return false;
     int64_t value = 0;
-    for (; p < token.end; ++p) {
-        if (!isDigit(*p)) return false;
-        value = value * 10 + (*p - '0');
+    for (; at < token.size(); ++at) {
+        if (!isDigit(token[at])) return false;
+        value = value * 10 + (token[at] - '0');
         if (value > int64_t{INT32_MAX} + 1) return false;
     }
-    if (negative) value = -value;
+    if (token[0] == '-') value = -value;
     if (value > INT32_MAX) return false;
     weight = static_cast<int32_t>(value);
     return true;
@@ -74,76 +81,50 @@ bool readWeight(const Token& token, int32_t& weight) {
 
 // Start positions are numbered modulo 960, so any whole number names one; a negative one
 // counts back from 960.
-bool readStartNumber(const Token& token, unsigned& number) {
-    const char* p = token.begin;
-    const bool negative = *p == '-';
-    if (*p == '-' || *p == '+') ++p;
-    if (p == token.end) return false;
+bool readStartNumber(const std::string& token, unsigned& number) {
+    size_t at = token[0] == '-' || token[0] == '+' ? 1 : 0;
+    if (at == token.size()) return false;
     unsigned rest = 0;
-    for (; p < token.end; ++p) {
-        if (!isDigit(*p)) return false;
-        rest = (rest * 10 + static_cast<unsigned>(*p - '0')) % Chess960Positions;
+    for (; at < token.size(); ++at) {
+        if (!isDigit(token[at])) return false;
+        rest = (rest * 10 + static_cast<unsigned>(token[at] - '0')) % Chess960Positions;
     }
-    number = negative ? (Chess960Positions - rest) % Chess960Positions : rest;
+    number = token[0] == '-' ? (Chess960Positions - rest) % Chess960Positions : rest;
     return true;
 }
 
-bool readMove(Position& board, const Token& token, Move& move) {
-    const size_t length = static_cast<size_t>(token.end - token.begin);
-    // A NUL inside would cut the text the parser sees.
-    if (length > MaxMoveText || std::memchr(token.begin, 0, length)) return false;
-    char text[MaxMoveText + 1];
-    std::memcpy(text, token.begin, length);
-    text[length] = 0;
-    return parseMove(board, text, move, 1);
-}
-
-// The whole file, or false if it can't be opened or read (a directory opens but can't be
-// read).
-bool readWholeFile(const char* name, std::string& text) {
-    std::FILE* file = std::fopen(name, "rb");
-    if (!file) return false;
-    size_t used = 0;
-    text.resize(65536);
-    for (;;) {
-        used += std::fread(&text[used], 1, text.size() - used, file);
-        if (used < text.size()) break;
-        text.resize(text.size() * 2);
-    }
-    text.resize(used);
-    const bool readFine = !std::ferror(file);
-    std::fclose(file);
-    return readFine;
+bool readMove(Position& board, const std::string& token, Move& move) {
+    // A byte 0 inside would cut the text the parser sees.
+    if (token.size() > MaxMoveText || token.find('\0') != std::string::npos) return false;
+    return parseMove(board, token.c_str(), move, 1);
 }
 
 // Walks the tree and collects a record for each move of weight 1 or more. The moves that lead
 // to the open nodes are kept on an explicit stack of undo records on the heap, not in a
 // recursion: under xboard the book is read on a thread of 100,000 bytes of stack, and a tree
 // may be deeper than any game. So the depth costs heap, never stack.
-bool readTree(const std::string& text, std::vector<BookRecord>& found) {
+bool readTree(TokenReader& reader, std::vector<BookRecord>& found) {
     Position board;
     constructPosition(board);
     std::vector<UndoRecord> path;
-    TokenScanner scanner(text);
-    Token token;
-    while (scanner.next(token)) {
-        if (token.is("*")) {
+    std::string token, weightText;
+    while (reader.next(token)) {
+        if (token == "*") {
             // The end of the outermost node ends the reading; what follows is ignored.
             if (path.empty()) return true;
             undoMove(path.back());
             path.pop_back();
-        } else if (token.is("startpos")) {
+        } else if (token == "startpos") {
             // Only the outermost node may change the board: the moves of the nodes around
             // could not be taken back on a board set anew.
             unsigned number = 0;
-            if (!path.empty() || !scanner.next(token) || !readStartNumber(token, number))
+            if (!path.empty() || !reader.next(token) || !readStartNumber(token, number))
                 return false;
             setChess960Position(board, number);
         } else {
-            Token weightToken;
             int32_t weight = 0;
             Move move = NoMove;
-            if (!scanner.next(weightToken) || !readWeight(weightToken, weight) || weight == -1)
+            if (!reader.next(weightText) || !readWeight(weightText, weight) || weight == -1)
                 return false;
             if (!readMove(board, token, move)) return false;
             if (weight >= 1) found.push_back(BookRecord{board.hashKey, weight, move});
@@ -180,9 +161,19 @@ void OpeningBook::setFileName(const char* name) {
 
 bool OpeningBook::readBook() {
     std::vector<BookRecord>().swap(records);
-    std::string text;
+    std::FILE* file = std::fopen(fileName, "rb");
+    if (!file) return false;
     std::vector<BookRecord> found;
-    if (!readWholeFile(fileName, text) || !readTree(text, found)) return false;
+    bool read = false;
+    // A book too large for the memory is no book, as a broken one.
+    try {
+        TokenReader reader(file);
+        read = readTree(reader, found);
+    } catch (const std::bad_alloc&) {
+        read = false;
+    }
+    std::fclose(file);
+    if (!read) return false;
     std::sort(found.begin(), found.end(), RecordOrder());
     records.swap(found);
     return true;

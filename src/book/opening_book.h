@@ -9,6 +9,7 @@
 // marks the file as broken. Reading stops at the "*" that closes the outermost node.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -23,6 +24,8 @@ struct BookRecord {
 
 // Longest file name kept; a longer one is ignored and the old name stays.
 constexpr int MaxBookFileName = 512;
+// No move, weight or number of a book is longer; a longer token makes the file broken.
+constexpr size_t MaxBookTokenLength = 4096;
 
 class OpeningBook {
   public:
