@@ -230,6 +230,10 @@ TEST(BookReading, FilesThatCannotBeReadGiveNoBook) {
     book.setFileName(::testing::TempDir().c_str());  // a directory opens but doesn't read
     EXPECT_FALSE(book.readBook());
     EXPECT_TRUE(book.records.empty());
+
+    // Bytes without end: one endless token.
+    book.setFileName("/dev/zero");
+    EXPECT_FALSE(book.readBook());
 }
 
 TEST(BookReading, LongFileNamesAreIgnored) {
