@@ -185,9 +185,6 @@ TEST(BookReading, ABrokenFileLeavesTheBookEmpty) {
         {"illegal move", "e1e2 1 * *"},
         {"illegal move deep in the tree", "e2e4 1 e7e5 1 g1f3 1 b8c6 1 e4e5 1 * * * * * *"},
         {"algebraic text", "Nf3 1 * *"},
-        {"upper-case squares", "E2E4 1 * *"},
-        {"promotion letter on a quiet move", "e2e4q 1 * *"},
-        {"weight in place of a move", "7 7 * *"},
         {"byte 0 inside a move", std::string("e2e4\0xx 1 * *", 12)},
         {"a token of 100,000 characters", std::string(100000, 'e') + " 1 * *"},
         {"startpos without a number", "startpos"},
@@ -328,24 +325,6 @@ TEST(BookProbe, TheWalkKeepsADrawEqualToAWeightWithItsRecord) {
                 << c.text << ", draw " << r;
         }
         for (size_t r = 0; r < seen.size(); ++r) EXPECT_TRUE(seen[r]) << c.text << ", draw " << r;
-    }
-}
-
-TEST(BookProbe, AMoveReachedByTwoOrdersPlaysWithBothWeights) {
-    OpeningBook book;
-    ASSERT_TRUE(readText(book,
-                         "g1f3 1 g8f6 1 d2d4 1 e7e6 3 * * * * d2d4 1 g8f6 1 g1f3 1 e7e6 2 "
-                         "* c7c5 4 * * * * *"));
-    // Records c7c5 4, e7e6 3, e7e6 2: draws 0 to 4 give c7c5, 5 to 8 give e7e6.
-    RandomSource::instance().seed(11);
-    const Position board = boardAfter("d2d4 g8f6 g1f3");
-    const Move e6 = moveAfter("d2d4 g8f6 g1f3", "e7e6");
-    const Move c5 = moveAfter("d2d4 g8f6 g1f3", "c7c5");
-    for (int n = 0; n < 100; ++n) {
-        const uint32_t r = nextDraw() % 9;
-        Move best = NoMove;
-        ASSERT_TRUE(book.probeBook(board, best, nullptr));
-        EXPECT_EQ(best, r >= 5 ? e6 : c5) << r;
     }
 }
 
