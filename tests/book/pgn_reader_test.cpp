@@ -414,3 +414,57 @@ TEST(PgnRatings, ResultsMovePlayersApartAroundTheMean) {
 }
 
 }  // namespace
+
+// Files no program should write, read to their end: the games around the damage are taken,
+// the damage costs its message, and nothing hangs or recurses without bound.
+TEST(PgnBadInput, DamagedFilesReadToTheirEnd) {
+    const std::string game = Tags + "1. e4 e5 *\n";
+    std::string binary;
+    for (int i = 0; i < 4096; ++i) binary += static_cast<char>((i * 7919) % 256);
+    const struct {
+        const char* name;
+        std::string text;
+        int games;          // whole games taken before the end of the file
+        const char* error;  // part of the messages; empty for none
+    } cases[] = {
+        {"binary", binary, 0, "illegal move"},
+        {"binary after a game", game + binary, 1, "illegal move"},
+        {"cut inside a tag", game + "[White \"ab", 1, "']' expected"},
+        {"cut inside a comment", game + Tags + "1. e4 {no end", 1, ""},
+        {"cut inside a variation", game + Tags + "1. e4 (1. d4 d5", 1, "unexpected end of file"},
+        {"line of 100,000 characters in a comment",
+         Tags + "{" + std::string(100000, 'x') + "} 1. e4 e5 *\n" + game, 2, ""},
+        {"move of 100,000 characters", Tags + "1. " + std::string(100000, 'e') + " *\n" + game, 1,
+         "illegal move eeee"},
+        {"a thousand nested variations",
+         Tags + "1. e4 " + std::string(1000, '(') + std::string(1000, ')') + " e5 *\n" + game, 2,
+         ""},
+        {"a thousand variations never closed", Tags + "1. e4 " + std::string(1000, '('), 0,
+         "unexpected end of file"},
+        {"illegal moves", Tags + "1. e4 e5 2. Ke3 *\n" + game, 1, "illegal move Ke3"},
+    };
+    for (const auto& c : cases) {
+        const std::string path = writeFile("bad", c.text);
+        PgnReader reader(path);
+        std::vector<Move> moves;
+        int games = 0;
+        CaptureStderr();
+        // Each call takes at least one token, so the file's length bounds the calls.
+        for (size_t calls = 0; calls <= c.text.size() + 1; ++calls) {
+            if (reader.readGame(moves)) {
+                ++games;
+            } else if (reader.eof()) {
+                break;
+            }
+        }
+        const std::string errors = GetCapturedStderr();
+        EXPECT_TRUE(reader.eof()) << c.name;
+        EXPECT_EQ(games, c.games) << c.name;
+        if (*c.error) {
+            EXPECT_NE(errors.find(c.error), std::string::npos) << c.name << ": " << errors;
+        } else {
+            EXPECT_EQ(errors.find("PGN-Parser"), std::string::npos) << c.name << ": " << errors;
+        }
+        std::remove(path.c_str());
+    }
+}
