@@ -29,6 +29,18 @@ int ratingOf(const PlayerRatings& ratings, const PgnTags& tags, const char* tag)
 
 }  // namespace
 
+float pointsRating(uint64_t own, uint64_t other) {
+    const uint64_t total = own + other;
+    double p = total ? static_cast<double>(own) / static_cast<double>(total) : 0.5;
+    p = std::min(std::max(p, 0.001), 0.999);
+    return static_cast<float>(std::log10(1.0 / p - 1.0) * -400.0);
+}
+
+float moveElo(const BookMove& move, bool forWhite) {
+    return forWhite ? pointsRating(move.whitePoints, move.blackPoints)
+                    : pointsRating(move.blackPoints, move.whitePoints);
+}
+
 BookEditor::BookEditor() : gameKeys(GameKeyCount) {
     RandomSource& random = RandomSource::instance();
     for (uint32_t& word : gameKeys) {

@@ -1,5 +1,6 @@
-// Games and files for the book editor's tests: lines of play that never repeat a position and
-// PGN text for them.
+// Games and files for the book editor's tests: lines of play that never repeat a position, PGN
+// text for them, and an independent reading of a written book file that replays its moves on
+// the board.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,6 +18,7 @@
 #include "board/movegen.h"
 #include "board/position.h"
 #include "board/text.h"
+#include "book/book_editor.h"
 
 inline std::string tempPath(const std::string& name) {
     return ::testing::TempDir() + "book_" + std::to_string(getpid()) + "_" + name;
@@ -110,4 +112,105 @@ inline std::string pgnGame(const TestGame& game, const char* result, int whiteEl
         text += game.texts[i] + " ";
     }
     return text + result + "\n\n";
+}
+
+// What a book file says, read token by token the way its format is defined: entries of a move
+// in coordinates, a weight and the move's own node, each node closed by "*", "startpos n" to
+// change to a Chess960 start. Every move is parsed strictly and made on the board.
+struct BookFileRecord {
+    uint64_t key;
+    Move move;
+    int weight;
+    bool operator<(const BookFileRecord& o) const {
+        return key != o.key ? key < o.key : move != o.move ? move < o.move : weight < o.weight;
+    }
+    bool operator==(const BookFileRecord& o) const {
+        return key == o.key && move == o.move && weight == o.weight;
+    }
+};
+
+struct BookFileReplay {
+    std::vector<BookFileRecord> records;  // the moves of weight 1 or more, in file order
+    int zeroWeightMoves = 0;
+    int deepestLine = 0;
+    std::string problem;  // empty if the file is sound
+};
+
+inline BookFileReplay replayBookText(const std::string& text) {
+    BookFileReplay replay;
+    std::istringstream in(text);
+    Position board;
+    constructPosition(board);
+    std::vector<UndoRecord> line;
+    std::string token;
+    for (;;) {
+        if (!(in >> token)) {
+            replay.problem = "the file ends before the outermost node is closed";
+            return replay;
+        }
+        if (token == "*") {
+            if (line.empty()) return replay;
+            undoMove(line.back());
+            line.pop_back();
+            continue;
+        }
+        if (token == "startpos") {
+            unsigned number = 0;
+            if (!line.empty() || !(in >> number) || number < 1 || number > 960) {
+                replay.problem = "startpos inside a line or without a number 1 to 960";
+                return replay;
+            }
+            setChess960Position(board, number);
+            continue;
+        }
+        int weight = 0;
+        Move move = NoMove;
+        if (!(in >> weight) || weight == -1) {
+            replay.problem = "no weight behind " + token;
+            return replay;
+        }
+        if (!parseMove(board, token.c_str(), move, 1)) {
+            replay.problem = "move " + token + " does not read where it stands";
+            return replay;
+        }
+        if (weight >= 1) replay.records.push_back({board.hashKey, move, weight});
+        if (weight <= 0) ++replay.zeroWeightMoves;
+        line.emplace_back();
+        beginUndo(line.back(), board);
+        if (!makeLegal(board, move, line.back())) {
+            replay.problem = "move " + token + " leaves its king in check";
+            return replay;
+        }
+        replay.deepestLine = std::max(replay.deepestLine, static_cast<int>(line.size()));
+    }
+}
+
+// A book written by the editor from three drawn games that share an opening with both
+// castlings and an en passant capture, and part after it: the opening alone passes the
+// threshold. For a round trip through the book reader, whose records must be those of
+// `replay`.
+struct RoundTripBook {
+    std::string path;
+    std::vector<Move> sharedLine;
+    BookFileReplay replay;
+};
+
+inline RoundTripBook writeRoundTripBook(const std::string& name) {
+    const std::vector<std::string> opening = {"e2e4", "g8f6", "e4e5", "d7d5", "e5d6", "e7e6",
+                                              "g1f3", "f8d6", "f1e2", "e8g8", "e1g1"};
+    std::string pgn;
+    RoundTripBook book;
+    for (const char* parting : {"b8c6", "c7c5", "h7h6"}) {
+        std::vector<std::string> start = opening;
+        start.push_back(parting);
+        const TestGame game = distinctGame(start, 40, 21);
+        book.sharedLine.assign(game.moves.begin(), game.moves.begin() + opening.size());
+        pgn += pgnGame(game, "1/2-1/2");
+    }
+    BookEditor editor;
+    editor.addGames(writeTempFile(name + ".pgn", pgn), 1000, false, false, -1);
+    book.path = tempPath(name + ".opn");
+    EXPECT_TRUE(editor.writeBook(book.path, 3000, 25));
+    book.replay = replayBookText(readFile(book.path));
+    return book;
 }
