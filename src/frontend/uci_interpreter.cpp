@@ -9,6 +9,8 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/text.h"
+#include "book/book_editor.h"
+#include "frontend/book_command.h"
 #include "frontend/line_scan.h"
 #include "frontend/perft.h"
 #include "frontend/reporter.h"
@@ -56,6 +58,8 @@ UciInterpreter::UciInterpreter(Searcher* searcherIn, Reporter* reporterIn,
       reporter(reporterIn),
       controller(controllerIn),
       showHiddenOptions(showHidden) {}
+
+UciInterpreter::~UciInterpreter() = default;
 
 void UciInterpreter::handleCommand(const char* line) {
     char word[16] = {};
@@ -272,5 +276,54 @@ void UciInterpreter::handleEval() {
     std::snprintf(text, sizeof text, "info score cp %ld", v / 10);
     reporter->writeLine(text);
     std::snprintf(text, sizeof text, "info string value %ld mat %ld", v, d);
+    reporter->writeLine(text);
+}
+
+// The book tools work on a board and a tree of their own and run on the command thread without
+// stopping a search: they are meant for an idle engine, as the `mat` tools are.
+void UciInterpreter::handleBook(const char* line) {
+    const BookRequest request = parseBookCommand(line);
+    switch (request.action) {
+        case BookAction::None:
+            return;
+        case BookAction::Delete:
+            bookEditor.reset();
+            return;
+        case BookAction::Lock:
+        case BookAction::Unlock:
+            if (bookEditor) bookEditor->locked = request.action == BookAction::Lock;
+            return;
+        case BookAction::Add:
+            if (!bookEditor) bookEditor = std::make_unique<BookEditor>();
+            // A file that does not open adds nothing, without a word.
+            bookEditor->addGames(request.fileName, request.value, request.all, request.calcElo,
+                                 request.minElo);
+            return;
+        case BookAction::WriteBook:
+        case BookAction::Write960:
+        case BookAction::WriteEpd:
+            break;
+    }
+    if (!bookEditor) return;
+    // The editor is used up by any write, whether the file opened or not.
+    const std::unique_ptr<BookEditor> editor = std::move(bookEditor);
+    const bool written = request.action == BookAction::WriteBook
+                             ? editor->writeBook(request.fileName, request.threshold, request.width)
+                         : request.action == BookAction::Write960
+                             ? editor->write960(request.fileName, request.threshold, request.width)
+                             : editor->writeEPD(request.fileName, request.threshold, request.width);
+    if (!written) {
+        const std::string text = "info string error opening the output file " + request.fileName;
+        reporter->writeLine(text.c_str());
+        return;
+    }
+    if (request.action == BookAction::WriteEpd) return;
+    char text[64];
+    std::snprintf(text, sizeof text, "white moves:%10ld", static_cast<long>(editor->whiteMoves));
+    reporter->writeLine(text);
+    std::snprintf(text, sizeof text, "black moves:%10ld", static_cast<long>(editor->blackMoves));
+    reporter->writeLine(text);
+    std::snprintf(text, sizeof text, "moves:      %10ld",
+                  static_cast<long>(editor->whiteMoves) + static_cast<long>(editor->blackMoves));
     reporter->writeLine(text);
 }

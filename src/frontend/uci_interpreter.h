@@ -2,8 +2,11 @@
 // main searcher.
 #pragma once
 
+#include <memory>
+
 #include "frontend/command_handler.h"
 
+class BookEditor;
 struct Searcher;
 class Reporter;
 class SearchController;
@@ -12,6 +15,7 @@ class UciInterpreter : public CommandHandler {
   public:
     UciInterpreter(Searcher* searcher, Reporter* reporter, SearchController* controller,
                    bool showHiddenOptions);
+    ~UciInterpreter() override;
     void handleCommand(const char* line) override;
     // Defined with the option list, in uci_options.cpp.
     void handleSetOption(const char* line);
@@ -21,6 +25,8 @@ class UciInterpreter : public CommandHandler {
     SearchController* controller;
     bool showHiddenOptions;
     bool uciChess960 = false;
+    // Made by `book add`, freed by `book delete` and by each book write.
+    std::unique_ptr<BookEditor> bookEditor;
 
   private:
     // Every command that touches search data begins with this: the search that is cut off
@@ -33,7 +39,7 @@ class UciInterpreter : public CommandHandler {
     void handlePerft(const char* line);
     // The diagnostic and tool commands; each gets its subsystem here.
     void handleEval();
-    void handleBook(const char*) {}
+    void handleBook(const char* line);
     void handleMat(const char*) {}
     void handleTestPos(const char*) {}
 };
