@@ -2,7 +2,8 @@
 // standard input would, with a "stop" after each line so that no search outlives its line
 // (a search started by `go ... ponder` may live on into one `ponderhit` line). The harness
 // lowers only what the engine rightly spends because it was asked to: table sizes, threads,
-// perft and search depths, clock times; and it points file options at harmless paths. After
+// perft and search depths, clock times; and it points file options and the files of the book
+// tools at harmless paths, so that fuzzing never writes a file. After
 // each line the root must be a sound position, and every bestmove a legal move of the
 // position it was searched from.
 #include <cctype>
@@ -16,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "frontend/book_command.h"
 #include "frontend/engine_session.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
@@ -42,6 +44,8 @@ constexpr auto SearchGrace = std::chrono::milliseconds(300);
 constexpr auto SessionBudget = std::chrono::seconds(5);
 const char* const HarmlessLog = "/dev/null";
 const char* const MissingFile = "/nonexistent/zelmark-fuzz";
+// What `book add` reads; the writers write to the harmless path.
+const char* const BookGames = ZELMARK_TEST_DATA "/pgn/book_games.pgn";
 
 // Checks every output line, prints nothing, and keeps the bestmove lines.
 class CheckingSink : public LineCollector {
@@ -112,6 +116,19 @@ void boundSetOption(std::string& line) {
     if (name.empty() || name == "(internal)" || name == "nul:") return;
     line.replace(value, std::string::npos,
                  std::string("value ") + (log ? HarmlessLog : MissingFile));
+}
+
+// The book command's file, read as the engine reads it, is put in place of the name; a line
+// whose reading that would change does nothing instead.
+void boundBook(std::string& line) {
+    const BookRequest request = parseBookCommand(line.c_str());
+    if (request.action != BookAction::Add && request.action != BookAction::WriteBook &&
+        request.action != BookAction::Write960 && request.action != BookAction::WriteEpd)
+        return;
+    const std::string harmless = request.action == BookAction::Add ? BookGames : HarmlessLog;
+    line.replace(request.fileNameOffset, request.fileNameLength, harmless);
+    const BookRequest bounded = parseBookCommand(line.c_str());
+    if (bounded.action != request.action || bounded.fileName != harmless) line = "book delete";
 }
 
 bool searchThreadRunning(SearchController& controller) {
@@ -202,6 +219,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             capNumber(line, "Hash", 4, MaxTableMiB);
         } else if (word == "setoption") {
             boundSetOption(line);
+        } else if (word == "book") {
+            boundBook(line);
         }
         session.handleLine(line.c_str());
 
