@@ -353,17 +353,26 @@ TEST(BookWriter, EpdTakesTheDeepestPositionWithThreeEvenMovesOnEachLine) {
 
 TEST(BookWriter, WrittenBookReplaysOnTheBoard) {
     const RoundTripBook book = writeRoundTripBook("replay");
-    EXPECT_EQ(book.replay.problem, "");
-    // The shared opening, castling and en passant in it, is in the book with weight 99.
-    ASSERT_EQ(book.replay.records.size(), book.sharedLine.size());
-    Position p;
-    constructPosition(p);
-    for (size_t i = 0; i < book.sharedLine.size(); ++i) {
-        EXPECT_EQ(book.replay.records[i], (BookFileRecord{p.hashKey, book.sharedLine[i], 99}));
-        UndoRecord undo;
-        beginUndo(undo, p);
-        makeLegal(p, book.sharedLine[i], undo);
-    }
+    ASSERT_EQ(book.replay.problem, "");
+    // Each move of weight 99 as (the line before it, the move).
+    std::vector<std::pair<std::vector<std::string>, const char*>> played;
+    for (size_t i = 0; i < book.opening.size(); ++i)
+        played.push_back(
+            {{book.opening.begin(), book.opening.begin() + i}, book.opening[i].c_str()});
+    const std::vector<std::string>& o = book.opening;
+    auto then = [&o](std::vector<std::string> more) {
+        std::vector<std::string> line = o;
+        line.insert(line.end(), more.begin(), more.end());
+        return line;
+    };
+    played.push_back({o, "b8c6"});
+    played.push_back({then({"b8c6"}), "b1c3"});
+    played.push_back({then({"c7c5"}), "c2c4"});
+    std::vector<BookFileRecord> expected;
+    for (const auto& [before, text] : played)
+        expected.push_back({afterTexts(before).hashKey, coordinateMove(before, text), 99});
+    EXPECT_EQ(book.replay.records, expected);
+    EXPECT_EQ(book.replay.zeroWeightMoves, 1);
 }
 
 // A long line without repetition in the tree, written on a thread with the stack of the xboard

@@ -185,27 +185,32 @@ inline BookFileReplay replayBookText(const std::string& text) {
     }
 }
 
-// A book written by the editor from three drawn games that share an opening with both
-// castlings and an en passant capture, and part after it: the opening alone passes the
-// threshold. For a round trip through the book reader, whose records must be those of
-// `replay`.
+// A book written by the editor from six games that share an opening with both castlings and
+// an en passant capture. Then three games go 6... Nc6 7. Nc3 and Black wins them, three go
+// 6... c5 7. c4 and White wins them, and after that each game goes its own way. So the
+// opening, 6... Nc6, 7. Nc3 and 7. c4 get weight 99, and 6... c5 stays in the file with
+// weight 0 to keep 7. c4 reachable. For a round trip through the book reader, whose records
+// must be those of `replay`.
 struct RoundTripBook {
     std::string path;
-    std::vector<Move> sharedLine;
+    std::vector<std::string> opening;  // in coordinates
     BookFileReplay replay;
 };
 
 inline RoundTripBook writeRoundTripBook(const std::string& name) {
-    const std::vector<std::string> opening = {"e2e4", "g8f6", "e4e5", "d7d5", "e5d6", "e7e6",
-                                              "g1f3", "f8d6", "f1e2", "e8g8", "e1g1"};
-    std::string pgn;
     RoundTripBook book;
-    for (const char* parting : {"b8c6", "c7c5", "h7h6"}) {
-        std::vector<std::string> start = opening;
-        start.push_back(parting);
-        const TestGame game = distinctGame(start, 40, 21);
-        book.sharedLine.assign(game.moves.begin(), game.moves.begin() + opening.size());
-        pgn += pgnGame(game, "1/2-1/2");
+    book.opening = {"e2e4", "g8f6", "e4e5", "d7d5", "e5d6", "e7e6",
+                    "g1f3", "f8d6", "f1e2", "e8g8", "e1g1"};
+    std::string pgn;
+    for (const char* third : {"a7a6", "h7h6", "b7b6"}) {
+        for (const std::vector<std::string>& parting :
+             {std::vector<std::string>{"b8c6", "b1c3"}, std::vector<std::string>{"c7c5", "c2c4"}}) {
+            std::vector<std::string> start = book.opening;
+            start.insert(start.end(), parting.begin(), parting.end());
+            start.push_back(third);
+            pgn += pgnGame(distinctGame(start, 40, 21),
+                           parting[0] == std::string("b8c6") ? "0-1" : "1-0");
+        }
     }
     BookEditor editor;
     editor.addGames(writeTempFile(name + ".pgn", pgn), 1000, false, false, -1);
