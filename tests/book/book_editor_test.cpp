@@ -11,6 +11,7 @@
 #include "board/makemove.h"
 #include "board/text.h"
 #include "book/book_test_support.h"
+#include "book/opening_book.h"
 #include "support/fen_text.h"
 
 namespace {
@@ -373,6 +374,27 @@ TEST(BookWriter, WrittenBookReplaysOnTheBoard) {
         expected.push_back({afterTexts(before).hashKey, coordinateMove(before, text), 99});
     EXPECT_EQ(book.replay.records, expected);
     EXPECT_EQ(book.replay.zeroWeightMoves, 1);
+}
+
+// What the editor writes, the engine's book reader reads back record for record, and a probe
+// after the shared opening plays one of the two heavy replies.
+TEST(BookWriter, WrittenBookReadsBackThroughTheBookReader) {
+    const RoundTripBook written = writeRoundTripBook("round_trip");
+    ASSERT_EQ(written.replay.problem, "");
+    OpeningBook book;
+    book.setFileName(written.path.c_str());
+    ASSERT_TRUE(book.readBook());
+    std::vector<BookFileRecord> read;
+    for (const BookRecord& r : book.records) read.push_back({r.key, r.move, r.weight});
+    std::vector<BookFileRecord> expected = written.replay.records;
+    std::sort(read.begin(), read.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(read, expected);
+
+    Position p = afterTexts(written.opening);
+    Move best = NoMove, ponder = NoMove;
+    ASSERT_TRUE(book.probeBook(p, best, &ponder));
+    EXPECT_TRUE(best == coordinateMove(written.opening, "b8c6")) << best;
 }
 
 // A long line without repetition in the tree, written on a thread with the stack of the xboard
