@@ -8,6 +8,7 @@
 #include "board/makemove.h"
 #include "board/position.h"
 #include "board/text.h"
+#include "book/exact_move.h"
 
 namespace {
 
@@ -278,13 +279,12 @@ bool PgnReader::loadNextGame() {
     if (!fen.empty() && !parseFen(board, fen.c_str())) return false;
     for (Move move : moves) {
         // The moves were read against the board of the tags as they came, so they may not fit
-        // the last FEN tag: a move that can't be played here is left out, so that the engine
-        // is never handed an illegal move.
-        if (!isLegalFromTo(board, move)) continue;
+        // the last FEN tag: a move that is not exactly a move of this board (the same squares
+        // with another man count as another move) is left out, so that the engine is never
+        // handed an illegal move and the board is never made with a wrong one.
         UndoRecord undo;
-        beginUndo(undo, board);
         const uint64_t key = board.hashKey;
-        if (makeLegal(board, move, undo)) followedMoves.push_back({key, move});
+        if (makeExactMove(board, move, undo)) followedMoves.push_back({key, move});
     }
     return true;
 }

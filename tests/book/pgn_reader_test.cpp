@@ -369,6 +369,17 @@ TEST(PgnFollow, MovesThatDoNotFitTheLastFenAreLeftOut) {
     EXPECT_EQ(reader.followedMoves[1].move, line({"e4", "Kd7"}, fen)[1]);
 }
 
+TEST(PgnFollow, AMoveOfTheSameSquaresByAnotherManIsLeftOut) {
+    // Qd1-d4 was read with a queen on d1; the last FEN has a rook there, whose d1-d4 is legal
+    // on the squares but is not the move read. Made as read, it would corrupt the board.
+    const char* queen = "4k3/8/8/8/8/8/8/3QK3 w - - 0 1";
+    const char* rook = "4k3/8/8/8/8/8/8/3RK3 w - - 0 1";
+    PgnReader reader(writeFile("same_squares",
+                               Tags + "[FEN \"" + queen + "\"] 1. Qd4 [FEN \"" + rook + "\"] *\n"));
+    ASSERT_TRUE(reader.loadNextGame());
+    EXPECT_TRUE(reader.followedMoves.empty());
+}
+
 TEST(PgnFollow, FileThatDoesNotOpen) {
     const std::string path = ::testing::TempDir() + "pgn_no_such_dir/none.pgn";
     CaptureStderr();
