@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -13,7 +14,8 @@
 namespace {
 
 // A UCI engine in a few lines of shell. Arguments: a mode, then the moves of the whole game;
-// at ply n it answers move n and offers move n + 1 as its ponder move.
+// at ply n it answers move n and offers move n + 1 as its ponder move. Every go it is given
+// is appended to the file named by the script's path and ".go".
 //   play      answers every go and ponderhit
 //   ponderer  never answers a plain go after the second ply: only ponderhit gets a move
 //   miss      like play, but a stopped ponder search answers with a move nobody asked for
@@ -41,7 +43,8 @@ while read -r line; do
     position*) set -- $line; count=0; seen=0
                for w in "$@"; do [ $seen -eq 1 ] && count=$((count + 1)); [ "$w" = moves ] && seen=1; done;;
     "go ponder"*) pondering=1;;
-    go*) case $mode in
+    go*) echo "$line" >> "$0.go"
+         case $mode in
            slow) sleep 1; answer;;
            crash) exit 3;;
            mute) ;;
@@ -66,13 +69,17 @@ std::string tempPath(const std::string& name) {
     return ::testing::TempDir() + "match_" + std::to_string(getpid()) + "_" + name;
 }
 
-std::string fake(const std::string& mode, const std::string& moves = FoolsMate) {
+const std::string& fakePath() {
     static const std::string path = [] {
         const std::string p = tempPath("fake_engine.sh");
         std::ofstream(p) << FakeEngine;
         return p;
     }();
-    return "sh " + path + " " + mode + " " + moves;
+    return path;
+}
+
+std::string fake(const std::string& mode, const std::string& moves = FoolsMate) {
+    return "sh " + fakePath() + " " + mode + " " + moves;
 }
 
 match::MatchSettings settingsFor(const std::string& first, const std::string& second, int games,
@@ -89,11 +96,15 @@ match::MatchSettings settingsFor(const std::string& first, const std::string& se
     return s;
 }
 
-bool fileHas(const std::string& path, const std::string& part) {
+std::string fileText(const std::string& path) {
     std::ifstream in(path);
     std::stringstream text;
     text << in.rdbuf();
-    return text.str().find(part) != std::string::npos;
+    return text.str();
+}
+
+bool fileHas(const std::string& path, const std::string& part) {
+    return fileText(path).find(part) != std::string::npos;
 }
 
 TEST(MatchProcess, EngineBinaryAgainstItselfPlaysCleanGames) {
@@ -159,6 +170,7 @@ TEST(MatchProcess, FaultsLoseTheGameAndFailTheRun) {
         int match::PlayerCounters::*counter;
         int restarts;
         const char* pgn;
+        bool nodeLimit = false;
     };
     const Fault faults[] = {
         {fake("play", "f2f3 e7e5 e1e3"), 2, 3000, &match::PlayerCounters::illegalMoves, 0,
@@ -168,20 +180,80 @@ TEST(MatchProcess, FaultsLoseTheGameAndFailTheRun) {
         {fake("crash"), 2, 3000, &match::PlayerCounters::crashes, 1,
          "{White's engine crashed} 0-1"},
         {fake("mute"), 0.2, 300, &match::PlayerCounters::hangs, 1, "{White loses on time} 0-1"},
+        // Under a node limit silence is a hang, not a loss on time.
+        {fake("mute"), 0.2, 300, &match::PlayerCounters::hangs, 1,
+         "{White's engine stopped answering} 0-1", true},
     };
     for (const Fault& f : faults) {
         match::MatchSettings s = settingsFor(f.engine, fake("play"), 2, "fault.pgn");
         s.baseSeconds = f.baseSeconds;
         s.timeoutMs = f.timeoutMs;
+        if (f.nodeLimit) s.engines[0].nodes = {1000, 1000};
         match::Match m(s, nullptr);
         EXPECT_EQ(m.run(), 1) << f.engine;
         const match::PlayerCounters& c = m.player(0).counters;
         EXPECT_EQ(c.*f.counter, 2) << f.engine;
+        if (f.nodeLimit) {
+            EXPECT_EQ(c.timeLosses, 0) << f.engine;
+        }
         EXPECT_EQ(c.restarts, f.restarts) << f.engine;
         EXPECT_EQ(c.losses, 2) << f.engine;
         EXPECT_EQ(m.pairCounts()[0], 1) << f.engine;
         EXPECT_TRUE(fileHas(s.pgnPath, f.pgn)) << f.engine;
     }
+}
+
+// Search limits replace the clock: a slow engine does not lose on time, and each move's limit
+// is drawn anew within its range.
+TEST(MatchProcess, SearchLimitsAreSentInsteadOfTheClock) {
+    std::remove((fakePath() + ".go").c_str());
+    match::MatchSettings s = settingsFor(fake("slow"), fake("play"), 1, "limits.pgn");
+    s.baseSeconds = 0.3;  // the slow engine's two seconds would flag on the clock
+    s.engines[0].nodes = {100, 200};
+    s.engines[0].depth = {3, 3};
+    s.engines[1].nodes = {5000, 5000};
+    match::Match m(s, nullptr);
+    EXPECT_EQ(m.run(), 0);
+    EXPECT_TRUE(fileHas(s.pgnPath, "[TimeControl \"-\"]"));
+    EXPECT_TRUE(fileHas(s.pgnPath, "1. f3 e5 2. g4 Qh4# {Black mates} 0-1"));
+    std::istringstream goes(fileText(fakePath() + ".go"));
+    std::string go, white[2];
+    for (int ply = 0; std::getline(goes, go); ++ply) {
+        if (ply % 2) {
+            EXPECT_EQ(go, "go nodes 5000");
+            continue;
+        }
+        white[ply / 2] = go;
+        long nodes = 0;
+        ASSERT_EQ(std::sscanf(go.c_str(), "go depth 3 nodes %ld", &nodes), 1) << go;
+        EXPECT_TRUE(nodes >= 100 && nodes <= 200) << go;
+    }
+    EXPECT_NE(white[0], white[1]);  // two draws from a hundred and one counts
+}
+
+// A move list opening is played from the start position, and the game's record holds it with
+// no FEN tag; random plies after it are the same in both games of the pair.
+TEST(MatchProcess, OpeningLineIsPlayedAndRecordedFromTheStartPosition) {
+    const std::string openings = tempPath("lines.txt");
+    std::ofstream(openings) << "1. e4 e5 2. Nf3 Nc6\n";
+    match::MatchSettings s = settingsFor(ZELMARK_BINARY, ZELMARK_BINARY, 2, "lines.pgn");
+    s.openingsPath = openings;
+    s.randomPlies = 2;
+    s.engines[0].nodes = s.engines[1].nodes = {200, 400};
+    s.engines[0].options = s.engines[1].options = {{"Hash", "16"}, {"OwnBook", "false"}};
+    s.draw = {20, 2, 50};  // short games
+    match::Match m(s, nullptr);
+    EXPECT_EQ(m.run(), 0);
+    EXPECT_EQ(m.gamesPlayed(), 2);
+    const std::string pgn = fileText(s.pgnPath);
+    EXPECT_EQ(pgn.find("[FEN"), std::string::npos);
+    EXPECT_EQ(pgn.find("[SetUp"), std::string::npos);
+    std::vector<std::string> starts;
+    for (size_t at = pgn.find("\n1. "); at != std::string::npos; at = pgn.find("\n1. ", at + 1))
+        starts.push_back(pgn.substr(at + 1, pgn.find(" 4. ", at) - at - 1));
+    ASSERT_EQ(starts.size(), 2u);
+    EXPECT_EQ(starts[0].rfind("1. e4 e5 2. Nf3 Nc6 3. ", 0), 0u) << starts[0];
+    EXPECT_EQ(starts[0], starts[1]);
 }
 
 }  // namespace

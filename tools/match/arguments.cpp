@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 
 namespace match {
@@ -19,11 +20,25 @@ const char* const HelpText =
     "                      ponder=true|false lets it think on the opponent's time (go ponder,\n"
     "                      ponderhit, stop) and sets its Ponder option. Any other KEY=VALUE\n"
     "                      is sent as 'setoption name KEY value VALUE', e.g. Hash=16 MultiPV=3.\n"
+    "                      nodes=N limits each search to N nodes ('go nodes N') instead of\n"
+    "                      the clock, depth=N to N plies ('go depth N'); both may be given.\n"
+    "                      LOW-HIGH draws the value for every move from the seeded generator,\n"
+    "                      so that games at a fixed limit vary. Not with ponder.\n"
     "  -each KEY=VALUE...  the same settings for both engines\n"
+    "  -nodes N[-M]        the same as -each nodes=N[-M]\n"
     "\n"
     "Games:\n"
-    "  -openings FILE      one FEN or EPD position a line ('#' starts a comment); each is\n"
-    "                      played twice with colours swapped. Default: the start position.\n"
+    "  -openings FILE [order=random]\n"
+    "                      the openings, each played twice with colours swapped, in the\n"
+    "                      file's order or shuffled by the seed. One FEN or EPD position a\n"
+    "                      line, or one move list a line played from the start position (SAN\n"
+    "                      or UCI moves, move numbers allowed: '1. e4 e5 2. Nf3', 'd2d4 g8f6'),\n"
+    "                      '#' starting a comment; or a PGN file, such as an ECO file of\n"
+    "                      opening lines, each game's moves played from the start position or\n"
+    "                      its FEN tag. A game's record holds its opening's moves, and no FEN\n"
+    "                      tag if it began at the start position. Default: the start position.\n"
+    "  -randomplies N      N random legal plies after each opening (default 0)\n"
+    "  -seed S             seeds the node counts, random plies and opening order (default 1)\n"
     "  -games N            number of games (default: two per opening)\n"
     "  -rounds N           the same as -games 2N\n"
     "  -tc BASE[+INC]      seconds per game plus increment per move, e.g. 1+0.01, 10+0.1\n"
@@ -34,8 +49,11 @@ const char* const HelpText =
     "\n"
     "Rules and limits:\n"
     "  -lag MS             overrun of the clock forgiven in a game (default 50)\n"
-    "  -timeout MS         wait for uciok and readyok, and for bestmove after stop, before\n"
-    "                      an engine counts as hung and is restarted (default 5000)\n"
+    "  -timeout MS         wait for uciok and readyok, for bestmove after stop, and for a\n"
+    "                      move under a node or depth limit, before an engine counts as hung\n"
+    "                      and is restarted (default 5000). Such a limit replaces the clock,\n"
+    "                      so there is no loss on time; the clock and its rules still hold for\n"
+    "                      an engine without one.\n"
     "  -maxgrowth KIB      a fault if an engine's resident memory at the end exceeds what it\n"
     "                      held after the warm-up (the first tenth of the games) by more than\n"
     "                      KIB; the summary shows the figures in any case\n"
@@ -66,6 +84,24 @@ bool parseInteger(const std::string& text, int& value) {
     if (*end || v < -1000000000L || v > 1000000000L) return false;
     value = static_cast<int>(v);
     return true;
+}
+
+bool parseCount(const std::string& text, int64_t& value) {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) return false;
+    char* end = nullptr;
+    const unsigned long long v = std::strtoull(text.c_str(), &end, 10);
+    if (*end || v > 1000000000000ULL) return false;
+    value = static_cast<int64_t>(v);
+    return true;
+}
+
+// "N" or "LOW-HIGH", every count at least one.
+bool parseSearchLimit(const std::string& text, SearchLimit& limit) {
+    const size_t dash = text.find('-');
+    if (!parseCount(text.substr(0, dash), limit.low)) return false;
+    limit.high = limit.low;
+    if (dash != std::string::npos && !parseCount(text.substr(dash + 1), limit.high)) return false;
+    return limit.low >= 1 && limit.high >= limit.low;
 }
 
 bool parseSeconds(const std::string& text, double& value) {
@@ -113,6 +149,9 @@ bool applyEngineSetting(EngineSettings& e, const std::string& setting, std::stri
         e.name = value;
     } else if (k == "ponder") {
         if (!parseBoolean(value, e.ponder)) error = "ponder needs true or false: " + setting;
+    } else if (k == "nodes" || k == "depth") {
+        if (!parseSearchLimit(value, k == "nodes" ? e.nodes : e.depth))
+            error = k + " needs N or LOW-HIGH: " + setting;
     } else if (k == "threads") {
         if (!parseInteger(value, e.threads) || e.threads < 1)
             error = "threads needs a positive number: " + setting;
@@ -189,8 +228,34 @@ ParseResult parseArguments(const std::vector<std::string>& args, MatchSettings& 
                 return ParseResult::Error;
             }
             each.insert(each.end(), words.begin(), words.end());
+        } else if (option == "nodes") {
+            if (!value("-nodes", v)) return ParseResult::Error;
+            each.push_back("nodes=" + v);
         } else if (option == "openings") {
             if (!value("-openings", s.openingsPath)) return ParseResult::Error;
+            for (const std::string& w : settings()) {
+                const std::string order = lowerCase(w);
+                if (order != "order=random" && order != "order=sequential") {
+                    error = "-openings takes order=random or order=sequential: " + w;
+                    return ParseResult::Error;
+                }
+                s.shuffleOpenings = order == "order=random";
+            }
+        } else if (option == "randomplies") {
+            if (!value("-randomplies", v)) return ParseResult::Error;
+            if (!parseInteger(v, n) || n < 0 || n > 100) {
+                error = "-randomplies needs a number from 0 to 100";
+                return ParseResult::Error;
+            }
+            s.randomPlies = n;
+        } else if (option == "seed") {
+            int64_t seed = 0;
+            if (!value("-seed", v)) return ParseResult::Error;
+            if (!parseCount(v, seed)) {
+                error = "-seed needs a number";
+                return ParseResult::Error;
+            }
+            s.seed = static_cast<uint64_t>(seed);
         } else if (option == "games" || option == "rounds") {
             if (!value("-" + option, v)) return ParseResult::Error;
             if (!parseInteger(v, n) || n < 1) {
@@ -267,6 +332,11 @@ ParseResult parseArguments(const std::vector<std::string>& args, MatchSettings& 
         for (const std::vector<std::string>* words : {&each, &engineWords[e]})
             for (const std::string& w : *words)
                 if (!applyEngineSetting(s.engines[e], w, error)) return ParseResult::Error;
+        // A node-limited search has no clock whose time a ponder search could use.
+        if (s.engines[e].ponder && s.engines[e].offClock()) {
+            error = "engine " + std::to_string(e + 1) + ": ponder needs the clock";
+            return ParseResult::Error;
+        }
     }
     return ParseResult::Run;
 }

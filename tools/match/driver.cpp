@@ -78,9 +78,10 @@ bool Match::faulty() const {
     return false;
 }
 
-Verdict Match::playGame(int whiteIndex, const std::string& fen, Referee& game) {
+Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
     Player* side[2] = {&players_[whiteIndex], &players_[1 - whiteIndex]};
-    game.reset(fen, settings_.chess960);
+    game.reset(opening.fen, settings_.chess960);
+    for (const std::string& m : opening.moves) game.play(m);  // checked when loaded
     for (int c = 0; c < 2; ++c) {
         Verdict v = readyForGame(*side[c], c == 0);
         if (v.over()) return v;
@@ -105,7 +106,7 @@ Verdict Match::playGame(int whiteIndex, const std::string& fen, Referee& game) {
                 break;
             }
             sent = mover.process.send(game.positionCommand()) &&
-                   mover.process.send("go " + goTimes(clock));
+                   mover.process.send(goCommand(mover.settings(), clock));
         }
         pondering[c].clear();
         const TimePoint start = SteadyClock::now();
@@ -115,7 +116,11 @@ Verdict Match::playGame(int whiteIndex, const std::string& fen, Referee& game) {
             break;
         }
 
-        const TimePoint flag = start + std::chrono::microseconds(clock.allowanceUs(white));
+        // A node or depth limit replaces the clock; a search that does not end in time is hung.
+        const bool timed = !mover.settings().offClock();
+        const TimePoint flag =
+            start + (timed ? std::chrono::microseconds(clock.allowanceUs(white))
+                           : std::chrono::microseconds(settings_.timeoutMs * int64_t{1000}));
         std::string line, ponderMove;
         bool hasScore = false;
         int score = 0;
@@ -139,7 +144,13 @@ Verdict Match::playGame(int whiteIndex, const std::string& fen, Referee& game) {
             v = engineFault(mover, white, error);
             break;
         }
-        if (s == ReadStatus::Timeout || !clock.charge(white, microsecondsBetween(start, end))) {
+        if (s == ReadStatus::Timeout && !timed) {
+            mover.fail(s, "a move under its search limit", error);
+            v = engineFault(mover, white, error);
+            break;
+        }
+        if (s == ReadStatus::Timeout ||
+            (timed && !clock.charge(white, microsecondsBetween(start, end)))) {
             ++mover.counters.timeLosses;
             // The engine has lost, but it must still answer stop to stay in the match.
             if (s == ReadStatus::Timeout) mover.stopSearch(error, other);
@@ -216,12 +227,47 @@ Verdict Match::readyForGame(Player& p, bool white) {
     return engineFault(p, white, error.empty() ? "the engine ended" : error);
 }
 
+Opening Match::drawOpening(const Opening& line) {
+    Opening opening = line;
+    Referee game;
+    game.reset(line.fen, settings_.chess960);
+    for (const std::string& m : line.moves) game.play(m);
+    for (int ply = 0; ply < settings_.randomPlies; ++ply) {
+        const std::vector<std::string> moves = game.legalMoves();
+        if (moves.empty()) break;
+        const std::string& m =
+            moves[std::uniform_int_distribution<size_t>(0, moves.size() - 1)(random_)];
+        // The engines are to play the game, not to find it over.
+        Referee next = game;
+        next.play(m);
+        if (next.verdict().over()) break;
+        game = next;
+        opening.moves.push_back(m);
+    }
+    return opening;
+}
+
+std::string Match::goCommand(const EngineSettings& engine, const GameClock& clock) {
+    if (!engine.offClock()) return "go " + goTimes(clock);
+    std::string go = "go";
+    auto draw = [&](const char* word, const SearchLimit& limit) {
+        if (limit.on())
+            go += std::string(" ") + word + " " +
+                  std::to_string(
+                      std::uniform_int_distribution<int64_t>(limit.low, limit.high)(random_));
+    };
+    draw("depth", engine.depth);
+    draw("nodes", engine.nodes);
+    return go;
+}
+
 bool Match::prepare() {
     if (settings_.openingsPath.empty()) {
-        openings_.push_back(StandardStartFen);
-    } else if (!loadOpenings(settings_.openingsPath, openings_, setupError_)) {
+        openings_.push_back({StandardStartFen, {}});
+    } else if (!loadOpenings(settings_.openingsPath, settings_.chess960, openings_, setupError_)) {
         return setupFailed();
     }
+    if (settings_.shuffleOpenings) std::shuffle(openings_.begin(), openings_.end(), random_);
     for (int i = 0; i < 2; ++i) {
         Player& p = players_[i];
         std::string error;
@@ -254,10 +300,10 @@ bool Match::setupFailed() {
 }
 
 void Match::playOne(int g, int games) {
-    const std::string& fen = openings_[(g / 2) % openings_.size()];
+    if (g % 2 == 0) pairOpening_ = drawOpening(openings_[(g / 2) % openings_.size()]);
     const int whiteIndex = g % 2;
     Referee game;
-    const Verdict v = playGame(whiteIndex, fen, game);
+    const Verdict v = playGame(whiteIndex, pairOpening_, game);
     ++gamesPlayed_;
     ++endings_[static_cast<int>(v.ending)];
     // The first tenth of the match is the warm-up.
@@ -286,7 +332,10 @@ void Match::playOne(int g, int games) {
         record.round = std::to_string(g + 1);
         record.white = players_[whiteIndex].name;
         record.black = players_[1 - whiteIndex].name;
-        record.timeControl = settings_.timeControl;
+        // Without a clock the standard's "-" stands for an unknown control.
+        record.timeControl = settings_.engines[0].offClock() && settings_.engines[1].offClock()
+                                 ? "-"
+                                 : settings_.timeControl;
         record.verdict = v;
         const std::string text = pgnText(record, game);
         std::fputs(text.c_str(), pgn_);

@@ -3,9 +3,12 @@
 #pragma once
 
 #include <cstdio>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "game_clock.h"
+#include "openings.h"
 #include "player.h"
 #include "referee.h"
 #include "settings.h"
@@ -20,7 +23,8 @@ class Match {
         : settings_(settings),
           progress_(progress),
           players_{Player(settings.engines[0], settings, "1"),
-                   Player(settings.engines[1], settings, "2")} {}
+                   Player(settings.engines[1], settings, "2")},
+          random_(settings.seed) {}
 
     // Plays the whole match. Returns the exit status: 0 clean, 1 if anything went wrong in
     // the games, 2 if the match could not start.
@@ -36,7 +40,11 @@ class Match {
 
   private:
     // One game with players_[whiteIndex] as White; `game` holds the moves afterwards.
-    Verdict playGame(int whiteIndex, const std::string& fen, Referee& game);
+    Verdict playGame(int whiteIndex, const Opening& opening, Referee& game);
+    // The opening of a game pair: the file's line and the random plies after it.
+    Opening drawOpening(const Opening& line);
+    // "go" with the engine's limits drawn for this move, or with the clock.
+    std::string goCommand(const EngineSettings& engine, const GameClock& clock);
     // A crashed or hung engine loses the game; the kind of fault has been counted already.
     Verdict engineFault(Player& p, bool white, const std::string& error);
     // ucinewgame and isready, restarting the engine first if it is down. An engine that
@@ -52,7 +60,9 @@ class Match {
     MatchSettings settings_;
     std::FILE* progress_;
     Player players_[2];
-    std::vector<std::string> openings_;
+    std::vector<Opening> openings_;
+    Opening pairOpening_;  // both games of a pair start alike
+    std::mt19937_64 random_;
     std::FILE* pgn_ = nullptr;
     std::string setupError_;
     int gamesPlayed_ = 0;

@@ -31,7 +31,7 @@ std::string uciText(const Position& p, Move m, bool chess960) {
     return text;
 }
 
-std::vector<Move> legalMoves(const Position& position) {
+std::vector<Move> legalMovesOf(const Position& position) {
     Position p = position;
     MoveEntry list[MaxMovesPerPosition];
     MoveEntry* end = generateMoves(p, GenAll, list);
@@ -64,7 +64,7 @@ std::string sanText(const Position& position, Move m) {
         } else {
             text += " PNBRQK"[kind];
             bool clash = false, sameFile = false, sameRank = false;
-            for (Move other : legalMoves(position)) {
+            for (Move other : legalMovesOf(position)) {
                 if (other == m || moveKind(other) != kind || moveTo(other) != to) continue;
                 if (moveFrom(other) == from) continue;  // the same man, another promotion
                 clash = true;
@@ -139,12 +139,30 @@ bool Referee::play(const std::string& text) {
     Move m = NoMove;
     if (!parseMove(p, text.c_str(), m, 1)) return false;
     bool listed = false;
-    for (Move legal : legalMoves(p)) listed |= legal == m;
+    for (Move legal : legalMovesOf(p)) listed |= legal == m;
     if (!listed || uciText(p, m, chess960_) != text) return false;
     sanMoves_.push_back(sanText(p, m));
     uciMoves_.push_back(text);
     gameMakeMove(game_, m);
     return true;
+}
+
+bool Referee::playNotation(const std::string& text) {
+    if (wellFormed(text)) return play(text);
+    // The board's reader is lenient; only a move of the legal list counts.
+    Position p = game_.position;
+    Move m = NoMove;
+    if (!parseMove(p, text.c_str(), m, 0)) return false;
+    for (Move legal : legalMovesOf(p))
+        if (legal == m) return play(uciText(p, m, chess960_));
+    return false;
+}
+
+std::vector<std::string> Referee::legalMoves() const {
+    std::vector<std::string> texts;
+    for (Move m : legalMovesOf(game_.position))
+        texts.push_back(uciText(game_.position, m, chess960_));
+    return texts;
 }
 
 Verdict Referee::verdict() const {

@@ -24,6 +24,10 @@ class Referee {
     // the last rank without one), so the move must also be in the legal list and read back
     // to the same text.
     bool play(const std::string& text);
+    // Plays a move of an opening line, in SAN ("Nf3", "exd5", "O-O") or in the UCI form.
+    bool playNotation(const std::string& text);
+    // Every legal move in the UCI form, in the generator's order.
+    std::vector<std::string> legalMoves() const;
 
     // The result by the rules alone: mate, stalemate, threefold repetition, fifty moves,
     // insufficient material or a dead pawn wall. Mate on the hundredth half-move still counts.
