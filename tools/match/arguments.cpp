@@ -332,7 +332,7 @@ ParseResult parseArguments(const std::vector<std::string>& args, MatchSettings& 
         for (const std::vector<std::string>* words : {&each, &engineWords[e]})
             for (const std::string& w : *words)
                 if (!applyEngineSetting(s.engines[e], w, error)) return ParseResult::Error;
-        // A node-limited search has no clock whose time a ponder search could use.
+        // A search limit replaces the clock, on whose time a ponder search would run.
         if (s.engines[e].ponder && s.engines[e].offClock()) {
             error = "engine " + std::to_string(e + 1) + ": ponder needs the clock";
             return ParseResult::Error;
