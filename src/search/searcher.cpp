@@ -7,6 +7,7 @@
 #include "board/movegen.h"
 #include "board/text.h"
 #include "book/opening_book.h"
+#include "eval/bitbase_store.h"
 #include "search/limits.h"
 #include "search/table.h"
 
@@ -19,6 +20,8 @@ Searcher::Searcher(size_t tableBytes)
     ownsTable = true;
     table = new TranspositionTable;
     resizeTable(tableBytes);
+    // Without a cache size the store has no table and answers nothing.
+    bitbases = new BitbaseStore;
     resetToDefaults();
 }
 
@@ -38,7 +41,10 @@ Searcher::Searcher(Searcher& source, unsigned index)
 }
 
 Searcher::~Searcher() {
-    if (ownsTable) delete table;
+    if (ownsTable) {
+        delete table;
+        delete bitbases;
+    }
 }
 
 void Searcher::resetToDefaults() {
@@ -125,8 +131,12 @@ void Searcher::setMaterialFile(const char* fileName) {
     // A file that can't be read keeps the net in use; the option has no error to report.
     evaluator.setMaterialFile(fileName);
 }
-void Searcher::setBitbaseCache(size_t) {}
-void Searcher::setBitbasePath(const char*) {}
+void Searcher::setBitbaseCache(size_t bytes) {
+    if (bitbases) bitbases->setCacheSize(bytes);
+}
+void Searcher::setBitbasePath(const char* path) {
+    if (bitbases) bitbases->setDirectory(path);
+}
 
 OpeningBook& Searcher::bookMadeIfNeeded() {
     if (!ownedBook) ownedBook = std::make_unique<OpeningBook>();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "eval/bitbase_store.h"
 #include "frontend/engine_session.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
@@ -147,4 +148,21 @@ TEST_F(SetOptionTest, TimeLogNameLooksAtTheStoredName) {
     const std::string longName(600, 'x');
     EXPECT_EQ(run("setoption name TimeLogfile value " + longName), Errors{});
     EXPECT_EQ(std::strlen(searcher->timeLogName), 511u);
+}
+
+TEST_F(SetOptionTest, BitbaseCacheTakesOneToAHundredMebibytesAndPathAnyText) {
+    const BitbaseStore& store = *searcher->bitbases;
+    EXPECT_FALSE(store.hasTable());
+    EXPECT_STREQ(store.directoryText(), ".");
+    // 0 is refused: the cache can be sized but not switched off again.
+    EXPECT_EQ(run("setoption name BitbaseCache value 0").size(), 1u);
+    EXPECT_FALSE(store.hasTable());
+    EXPECT_EQ(run("setoption name BitbaseCache value 1"), Errors{});
+    EXPECT_EQ(store.blockLimit(), 1048576u / 568);
+    EXPECT_EQ(run("setoption name BitbaseCache value 250"), Errors{});
+    EXPECT_EQ(store.blockLimit(), 100u * 1048576 / 568);
+    EXPECT_EQ(run("setoption name BitbaseCache value 0").size(), 1u);
+    EXPECT_EQ(store.blockLimit(), 100u * 1048576 / 568);
+    EXPECT_EQ(run("setoption name BitbasePath value /data/end games"), Errors{});
+    EXPECT_STREQ(store.directoryText(), "/data/end games");
 }
