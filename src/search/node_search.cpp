@@ -6,6 +6,7 @@
 #include "board/keys.h"
 #include "board/movegen.h"
 #include "board/tables.h"
+#include "eval/bitbase_store.h"
 #include "eval/evaluator.h"
 #include "search/limits.h"
 #include "search/picker.h"
@@ -164,6 +165,31 @@ bool repeatsInGame(const Searcher& s) {
            p.sides[1].materialKey == root.savedMaterial[2] && searchDrawState(s) != 0;
 }
 
+bool probeFromSearch(const Searcher& s, bool cacheOnly, int& result) {
+    const Position& p = s.position;
+    // The files hold no pawn on its home row, and no castling.
+    if ((p.white().pieces[Pawn] & 0xff000000000000) || (p.black().pieces[Pawn] & 0xff00))
+        return false;
+    if (!s.bitbases || !s.bitbases->hasTable() || p.castling) return false;
+    int8_t kinds[2][BitbaseMaxMen + 1], squares[2][BitbaseMaxMen + 1];
+    for (int colour = 0; colour < 2; ++colour) {
+        const SideState& side = p.sides[colour];
+        int n = 0;
+        kinds[colour][n] = King;
+        squares[colour][n++] = static_cast<int8_t>(side.kingSquare());
+        for (int kind = Pawn; kind <= Queen; ++kind) {
+            for (int i = 0; i < side.pieceCount[kind]; ++i) {
+                if (n == BitbaseMaxMen) return false;
+                kinds[colour][n] = static_cast<int8_t>(kind);
+                squares[colour][n++] = side.pieceList[kind][i];
+            }
+        }
+        kinds[colour][n] = None;
+    }
+    return s.bitbases->probe(kinds[0], kinds[1], squares[0], squares[1], p.whiteToMove != 0,
+                             cacheOnly, result);
+}
+
 bool Searcher::staticMateFound(SearchFrame& frame) {
     const Move mate = staticMateInOne(position);
     if (mate) frame.bestMove = mate;
@@ -247,7 +273,17 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     const bool inCheck = (us.enemyAttacks & us.pieces[King]) != 0;
     if (!inCheck && staticMateFound(frame)) return mateAt(ply + 1);
     if (repeatsInTree(*this, position.hashKey, ply) || repeatsInGame(*this)) return 0;
-    // Bitbase probes join here once the store exists.
+    // Deep enough nodes of few men ask the bitbases; a node below 7 plies only asks the cache,
+    // so that it never waits for the disk. A win or loss enters only as the bound 1 or -1.
+    if (depth >= 5 * DepthUnitsPerPly && popcount(position.occupied) <= BitbaseMaxMen) {
+        int verdict = 0;
+        if (probeFromSearch(*this, depth < 7 * DepthUnitsPerPly, verdict)) {
+            if (verdict == 0) return 0;
+            if (!position.whiteToMove) verdict = -verdict;
+            if (verdict > 0 && beta <= 1) return 1;
+            if (verdict < 0 && alpha >= -1) return -1;
+        }
+    }
 
     frame.key = position.hashKey;
     frame.staticEval = e;

@@ -38,6 +38,11 @@ bool lateQuietMayReduce(const SearchFrame& frame, const SideState& us, const Sid
                         int threatTo, Bitboard threatPath, Bitboard passers,
                         const KillerSlot* killers, int moveTotal);
 
+// The bitbase verdict on the searcher's position from White's point of view: 1 White wins, -1
+// White loses, 0 draw. Refused (false) with a pawn on its home row, with a castling right, with
+// more than five men, or when the store has no cache. `cacheOnly` keeps it off the disk.
+bool probeFromSearch(const Searcher& s, bool cacheOnly, int& result);
+
 inline void clearSearchingBit(uint32_t* words, Move m, uint64_t keyBits) {
     const uint32_t bit = (m & 0xffff) ^ static_cast<uint32_t>(keyBits);
     words[(bit >> 5) & 63] &= ~(uint32_t{1} << (bit & 31));
