@@ -111,3 +111,13 @@ class ScratchDirectory {
     }
     std::filesystem::path path;
 };
+
+// A file of the material `name` whose blocks are all `value`.
+inline void writeUniform(const ScratchDirectory& dir, const char* name, uint8_t value) {
+    BitbaseKey material;
+    bitbaseKeyFromName(material, name);
+    BitbaseFile file;
+    const uint64_t blocks = (bitbaseIndexCount(material) + BitbaseBlockBits - 1) / BitbaseBlockBits;
+    for (uint64_t b = 0; b < blocks; ++b) file.uniform(value);
+    file.write(dir.file(name));
+}

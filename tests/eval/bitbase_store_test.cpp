@@ -130,8 +130,6 @@ struct Men {
 
 const int8_t WhiteKinds[] = {King, Rook, None};
 const int8_t BlackKinds[] = {King, None};
-const int8_t MirrorWhiteKinds[] = {King, None};
-const int8_t MirrorBlackKinds[] = {King, Rook, None};
 
 bool probeMen(BitbaseStore& store, const Men& m, bool cacheOnly, int& result) {
     const int8_t white[] = {m.whiteKing, m.whiteRook};
@@ -156,12 +154,6 @@ void writeKtk(const ScratchDirectory& dir, const std::function<void(BitbaseFile&
     BitbaseFile ktk;
     for (uint64_t b = 0; b < 20; ++b) b == special ? form(ktk) : (void)ktk.uniform(fill);
     ktk.write(dir.file("KTK"), keep);
-}
-
-void writeUniform(const ScratchDirectory& dir, const char* name, uint8_t value, int blocks = 20) {
-    BitbaseFile file;
-    for (int b = 0; b < blocks; ++b) file.uniform(value);
-    file.write(dir.file(name));
 }
 
 TEST(BitbaseStore, EveryBlockFormGivesItsBits) {
@@ -311,8 +303,7 @@ TEST(BitbaseStore, EvictionKeepsTheCacheFullAndItsBlocksReadable) {
     ScratchDirectory dir;
     BitbaseKey material;
     ASSERT_TRUE(bitbaseKeyFromName(material, "KTKT"));
-    const int blocks = int(bitbaseIndexCount(material) / 4096);
-    writeUniform(dir, "KTKT", 255, blocks);
+    writeUniform(dir, "KTKT", 255);
     BitbaseStore store;
     store.setCacheSize(1);
     store.setDirectory(dir.text().c_str());

@@ -14,15 +14,6 @@
 
 namespace {
 
-void writeUniform(const ScratchDirectory& dir, const char* name, uint8_t value) {
-    BitbaseKey material;
-    ASSERT_TRUE(bitbaseKeyFromName(material, name));
-    BitbaseFile file;
-    for (uint64_t b = 0; b < bitbaseIndexCount(material) / BitbaseBlockBits + 1; ++b)
-        file.uniform(value);
-    file.write(dir.file(name));
-}
-
 struct BitbaseSearchTest : ::testing::Test {
     std::unique_ptr<Searcher> searcher = std::make_unique<Searcher>(4 << 20);
     ScratchDirectory dir;
