@@ -139,7 +139,7 @@ bool BitbaseStore::probe(const int8_t* whiteKinds, const int8_t* blackKinds,
     mirroredBitbaseKey(key, mirrored);
     const uint64_t index = bitbaseIndex(key);
     const uint64_t mirroredIndex = bitbaseIndex(mirrored);
-    if (index == NoBitbaseIndex || mirroredIndex == NoBitbaseIndex) return false;
+    if (index == NoBitbaseIndex) return false;
 
     std::lock_guard<std::mutex> guard(lock);
     if (!buckets) return false;
@@ -150,6 +150,7 @@ bool BitbaseStore::probe(const int8_t* whiteKinds, const int8_t* blackKinds,
     }
     if (first < 0) return false;
     // White doesn't win: whether Black does tells a loss from a draw.
+    if (mirroredIndex == NoBitbaseIndex) return false;
     const int second = readBit(mirrored, mirroredIndex, cacheOnly);
     if (second < 0) return false;
     result = -second;
