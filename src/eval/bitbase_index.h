@@ -44,7 +44,9 @@ bool bitbaseKeyFromName(BitbaseKey& key, const char* name);
 
 // The bit index of the key's position. Without pawns the first colour's king is folded into
 // the triangle a8-d8-d5 and the other men follow it; with pawns the first pawn is folded into
-// files a to d. Positions that differ only by those symmetries share their index.
+// files a to d. Positions that differ only by those symmetries share their index. Men of one
+// kind and colour keep their list order, so two rooks of a colour give one position two
+// indices: a generator fills both.
 // NoBitbaseIndex if the leading pawn stands where no file has it: a pawn of the first colour
 // off rows 1 to 5 (square >> 3), one of the second colour off rows 2 to 6.
 constexpr uint64_t NoBitbaseIndex = ~uint64_t{0};
