@@ -15,7 +15,7 @@ FUZZ_SECONDS ?= 60
 .PHONY: all run test sanitize tsan fuzz bench format clean
 
 all: $(RELEASE_DIR)/CMakeCache.txt
-	$(CMAKE) --build $(RELEASE_DIR) --target zelmark -j $(JOBS)
+	$(CMAKE) --build $(RELEASE_DIR) --target zelmark bitbasegen -j $(JOBS)
 
 $(RELEASE_DIR)/CMakeCache.txt:
 	$(CMAKE) -S . -B $(RELEASE_DIR) -DCMAKE_BUILD_TYPE=Release

@@ -1,0 +1,472 @@
+#include "tools/bitbasegen/solver.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+
+#include "board/bitboard.h"
+#include "board/tables.h"
+
+namespace {
+
+constexpr const char* KindLetters = "-BSLTDK";
+constexpr int Pawn = 1, Knight = 2, Bishop = 3, Rook = 4, Queen = 5, King = 6;
+
+// The men of a key as a small board. Side 0 is the colour listed first, whose pawns move
+// towards square 0.
+struct Men {
+    int count = 0;
+    int8_t kind[BitbaseMaxMen];
+    int8_t square[BitbaseMaxMen];
+    int8_t side[BitbaseMaxMen];
+    int toMove = 0;
+
+    Bitboard occupied(int s) const {
+        Bitboard b = 0;
+        for (int i = 0; i < count; ++i)
+            if (side[i] == s) b |= squareBit(square[i]);
+        return b;
+    }
+    int king(int s) const {
+        for (int i = 0; i < count; ++i)
+            if (side[i] == s && kind[i] == King) return square[i];
+        return -1;
+    }
+};
+
+Men menOf(const BitbaseKey& key) {
+    Men m;
+    m.count = key.total;
+    for (int i = 0; i < key.total; ++i) {
+        m.kind[i] = key.kinds[i];
+        m.square[i] = key.squares[i];
+        m.side[i] = i < key.firstCount ? 0 : 1;
+    }
+    m.toMove = key.sideBit;
+    return m;
+}
+
+Bitboard attacksOf(int kind, int side, int square, Bitboard occupied) {
+    switch (kind) {
+        case Pawn:
+            return side == 0 ? upPawnAttacks(squareBit(square)) : downPawnAttacks(squareBit(square));
+        case Knight: return KnightMask[square];
+        case Bishop: return bishopAttacks(square, occupied);
+        case Rook: return rookAttacks(square, occupied);
+        case Queen: return queenAttacks(square, occupied);
+        default: return KingMask[square];
+    }
+}
+
+bool attackedBy(const Men& m, int square, int side) {
+    const Bitboard occupied = m.occupied(0) | m.occupied(1);
+    for (int i = 0; i < m.count; ++i)
+        if (m.side[i] == side && (attacksOf(m.kind[i], side, m.square[i], occupied) >> square & 1))
+            return true;
+    return false;
+}
+
+// Pawns stand only where a probe can find them: off the last rank, and off the home rank,
+// from which a double step would need an en-passant square the files don't have.
+bool pawnRowAllowed(int side, int square) {
+    const int row = rowOf(square);
+    return side == 0 ? row >= 1 && row <= 5 : row >= 2 && row <= 6;
+}
+
+// A position that some probe reads: men on different squares, pawns on allowed rows, the side
+// not to move not in check.
+bool existing(const Men& m) {
+    Bitboard seen = 0;
+    for (int i = 0; i < m.count; ++i) {
+        if (seen >> m.square[i] & 1) return false;
+        seen |= squareBit(m.square[i]);
+        if (m.kind[i] == Pawn && !pawnRowAllowed(m.side[i], m.square[i])) return false;
+    }
+    return !attackedBy(m, m.king(1 - m.toMove), m.toMove);
+}
+
+// The key of `m`, which may hold other material than it came from: men sorted by side, king
+// first, then kinds ascending, keeping the order of equal men.
+BitbaseKey keyOf(const Men& m) {
+    int8_t kinds[2][BitbaseMaxMen + 1] = {}, squares[2][BitbaseMaxMen + 1] = {};
+    int n[2] = {0, 0};
+    for (int s = 0; s < 2; ++s)
+        for (int kind : {King, Pawn, Knight, Bishop, Rook, Queen})
+            for (int i = 0; i < m.count; ++i)
+                if (m.side[i] == s && m.kind[i] == kind) {
+                    kinds[s][n[s]] = int8_t(kind);
+                    squares[s][n[s]++] = m.square[i];
+                }
+    BitbaseKey key;
+    if (!makeBitbaseKey(key, kinds[0], squares[0], kinds[1], squares[1], m.toMove)) std::abort();
+    return key;
+}
+
+enum State : uint8_t { Missing, Open, Drawn, Won, Lost };
+
+// One index of the material being solved: 4 bytes.
+struct Node {
+    uint8_t state;
+    uint8_t openMoves;  // successors not yet known to win for the opponent
+    uint16_t distance;  // plies to mate or to a decisive capture or promotion
+};
+
+// A move of the side to move: either into the same material (`index`) or out of it
+// (`verdict` for the mover).
+struct MoveOutcome {
+    bool converts;
+    int verdict;
+    uint64_t index;
+};
+
+// Calls `visit(MoveOutcome)` for every legal move of the side to move; returns their number.
+template <class Visit>
+int forEachMove(const Men& m, const BitbaseKey& key, const SolvedMaterials& solved, Visit visit) {
+    const int us = m.toMove, them = 1 - us;
+    const Bitboard own = m.occupied(us), enemy = m.occupied(them);
+    int legal = 0;
+    for (int i = 0; i < m.count; ++i) {
+        if (m.side[i] != us) continue;
+        Bitboard targets;
+        if (m.kind[i] == Pawn) {
+            const int step = us == 0 ? -8 : 8;
+            targets = attacksOf(Pawn, us, m.square[i], 0) & enemy;
+            if (!((own | enemy) >> (m.square[i] + step) & 1))
+                targets |= squareBit(m.square[i] + step);
+        } else {
+            targets = attacksOf(m.kind[i], us, m.square[i], own | enemy) & ~own;
+        }
+        for (; targets; targets &= targets - 1) {
+            const int to = firstSquare(targets);
+            Men next = m;
+            next.square[i] = int8_t(to);
+            next.toMove = them;
+            bool converts = false;
+            for (int j = 0; j < next.count; ++j)
+                if (j != i && next.square[j] == to) {
+                    converts = true;
+                    std::memmove(&next.kind[j], &next.kind[j + 1], next.count - j - 1);
+                    std::memmove(&next.square[j], &next.square[j + 1], next.count - j - 1);
+                    std::memmove(&next.side[j], &next.side[j + 1], next.count - j - 1);
+                    --next.count;
+                    break;
+                }
+            const int moved = converts && i > 0 && next.square[i - 1] == to ? i - 1 : i;
+            if (attackedBy(next, next.king(us), them)) continue;
+            ++legal;
+            const bool promotes = m.kind[i] == Pawn && (rowOf(to) == 0 || rowOf(to) == 7);
+            if (promotes) {
+                for (int piece = Knight; piece <= Queen; ++piece) {
+                    next.kind[moved] = int8_t(piece);
+                    visit(MoveOutcome{true, -solved.verdict(keyOf(next)), 0});
+                }
+            } else if (converts) {
+                visit(MoveOutcome{true, -solved.verdict(keyOf(next)), 0});
+            } else {
+                BitbaseKey k = key;
+                for (int j = 0; j < next.count; ++j) k.squares[j] = next.square[j];
+                k.sideBit = them;
+                visit(MoveOutcome{false, 0, bitbaseIndex(k)});
+            }
+        }
+    }
+    return legal;
+}
+
+// Calls `visit(index)` for each position of the same material, other side to move, from which
+// one move leads here, once per index.
+template <class Visit>
+void forEachPredecessor(const Men& m, const BitbaseKey& key, Visit visit) {
+    const int mover = 1 - m.toMove;
+    const Bitboard occupied = m.occupied(0) | m.occupied(1);
+    uint64_t found[256];
+    int n = 0;
+    for (int i = 0; i < m.count; ++i) {
+        if (m.side[i] != mover) continue;
+        Bitboard origins;
+        if (m.kind[i] == Pawn) {
+            const int from = m.square[i] + (mover == 0 ? 8 : -8);
+            origins = pawnRowAllowed(mover, from) ? squareBit(from) & ~occupied : 0;
+        } else {
+            origins = attacksOf(m.kind[i], mover, m.square[i], occupied) & ~occupied;
+        }
+        for (; origins; origins &= origins - 1) {
+            Men before = m;
+            before.square[i] = int8_t(firstSquare(origins));
+            before.toMove = mover;
+            if (attackedBy(before, before.king(m.toMove), mover)) continue;
+            BitbaseKey k = key;
+            for (int j = 0; j < m.count; ++j) k.squares[j] = before.square[j];
+            k.sideBit = mover;
+            found[n++] = bitbaseIndex(k);
+        }
+    }
+    std::sort(found, found + n);
+    for (int j = 0; j < n; ++j)
+        if (j == 0 || found[j] != found[j - 1]) visit(found[j]);
+}
+
+int pawnCount(const std::string& name) {
+    return int(std::count(name.begin(), name.end(), 'B'));
+}
+
+// The name of a material from its two armies, each without its king.
+std::string nameOf(std::string first, std::string second) {
+    auto order = [](std::string& army) {
+        std::sort(army.begin(), army.end(), [](char a, char b) {
+            return std::strchr(KindLetters, a) < std::strchr(KindLetters, b);
+        });
+    };
+    order(first);
+    order(second);
+    return "K" + first + "K" + second;
+}
+
+bool splitName(const std::string& name, std::string& first, std::string& second) {
+    BitbaseKey key;
+    if (!bitbaseKeyFromName(key, name.c_str()) || key.name != name) return false;
+    first = name.substr(1, key.firstCount - 1);
+    second = name.substr(key.firstCount + 1);
+    return true;
+}
+
+// The materials one capture or promotion away.
+std::vector<std::string> successorsOf(const std::string& name) {
+    std::string first, second;
+    splitName(name, first, second);
+    std::vector<std::string> out;
+    for (int s = 0; s < 2; ++s) {
+        std::string& army = s == 0 ? first : second;
+        for (size_t i = 0; i < army.size(); ++i) {
+            std::string fewer = army;
+            fewer.erase(i, 1);
+            out.push_back(s == 0 ? nameOf(fewer, second) : nameOf(first, fewer));
+            if (army[i] != 'B') continue;
+            for (char piece : std::string("SLTD")) {
+                std::string promoted = army;
+                promoted[i] = piece;
+                out.push_back(s == 0 ? nameOf(promoted, second) : nameOf(first, promoted));
+            }
+        }
+    }
+    return out;
+}
+
+std::string unorderedName(const std::string& name) {
+    std::string mirror;
+    mirrorName(name, mirror);
+    return std::min(name, mirror);
+}
+
+}  // namespace
+
+int SolvedMaterials::verdict(const BitbaseKey& key) const {
+    auto table = tables.find(key.name);
+    BitbaseKey k = key;
+    if (table == tables.end()) {
+        mirroredBitbaseKey(key, k);
+        table = tables.find(k.name);
+        if (table == tables.end()) std::abort();  // solvingOrder puts every successor first
+    }
+    const uint64_t index = bitbaseIndex(k);
+    const int v = table->second[index >> 2] >> (2 * (index & 3)) & 3;
+    return v == 1 ? 1 : v == 2 ? -1 : 0;
+}
+
+bool SolvedMaterials::has(const std::string& name) const {
+    return tables.count(name) != 0;
+}
+
+void SolvedMaterials::add(const std::string& name, std::vector<uint8_t> packed) {
+    tables[name] = std::move(packed);
+}
+
+void SolvedMaterials::forgetBelow(int men) {
+    for (auto t = tables.begin(); t != tables.end();)
+        t = int(t->first.size()) < men ? tables.erase(t) : std::next(t);
+}
+
+bool mirrorName(const std::string& name, std::string& mirror) {
+    std::string first, second;
+    if (!splitName(name, first, second)) return false;
+    mirror = "K" + second + "K" + first;
+    return true;
+}
+
+std::vector<std::string> solvingOrder(const std::vector<std::string>& names) {
+    std::set<std::string> needed;
+    std::vector<std::string> work;
+    for (const std::string& n : names) work.push_back(unorderedName(n));
+    while (!work.empty()) {
+        const std::string n = work.back();
+        work.pop_back();
+        if (!needed.insert(n).second) continue;
+        for (const std::string& s : successorsOf(n)) work.push_back(unorderedName(s));
+    }
+    std::vector<std::string> order(needed.begin(), needed.end());
+    // A capture lowers the men, a promotion the pawns.
+    std::stable_sort(order.begin(), order.end(), [](const std::string& a, const std::string& b) {
+        if (a.size() != b.size()) return a.size() < b.size();
+        return pawnCount(a) < pawnCount(b);
+    });
+    return order;
+}
+
+std::vector<std::string> namesUpTo(int men) {
+    std::vector<std::string> armies{""};
+    for (size_t at = 0; at < armies.size(); ++at) {
+        if (int(armies[at].size()) >= men - 2) continue;
+        const char last = armies[at].empty() ? 'B' : armies[at].back();
+        for (const char* c = std::strchr(KindLetters, last); *c && *c != 'K'; ++c)
+            armies.push_back(armies[at] + *c);
+    }
+    std::vector<std::string> names;
+    for (const std::string& a : armies)
+        for (const std::string& b : armies)
+            if (int(a.size() + b.size()) + 2 <= men) names.push_back("K" + a + "K" + b);
+    return names;
+}
+
+bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult& result,
+                   std::string& error) {
+    BitbaseKey material;
+    if (!bitbaseKeyFromName(material, name.c_str())) {
+        error = "no such material: " + name;
+        return false;
+    }
+    const uint64_t count = bitbaseIndexCount(material);
+    std::vector<Node> nodes(count, Node{Missing, 0, 0});
+    std::vector<uint32_t> queue, later;  // solved positions in order of distance
+
+    // Every position: its moves counted, mates and decisive captures found.
+    for (uint64_t index = 0; index < count; ++index) {
+        BitbaseKey key = material;
+        if (!bitbasePositionFromIndex(key, index) || bitbaseIndex(key) != index) continue;
+        const Men m = menOf(key);
+        if (!existing(m)) continue;
+        Node& node = nodes[index];
+        uint64_t successors[256];
+        int n = 0, drawingExits = 0;
+        bool winningExit = false;
+        const int legal = forEachMove(m, key, solved, [&](const MoveOutcome& o) {
+            if (!o.converts) successors[n++] = o.index;
+            else if (o.verdict > 0) winningExit = true;
+            else if (o.verdict == 0) ++drawingExits;
+        });
+        std::sort(successors, successors + n);
+        const int distinct = int(std::unique(successors, successors + n) - successors);
+        node.openMoves = uint8_t(distinct + drawingExits);
+        if (legal == 0) {
+            const bool mated = attackedBy(m, m.king(m.toMove), 1 - m.toMove);
+            node.state = mated ? Lost : Drawn;
+            if (mated) queue.push_back(uint32_t(index));
+        } else if (winningExit || node.openMoves == 0) {
+            node.state = winningExit ? Won : Lost;
+            node.distance = 1;
+            later.push_back(uint32_t(index));
+        } else {
+            node.state = Open;
+        }
+    }
+    queue.insert(queue.end(), later.begin(), later.end());
+    later = {};
+
+    // Un-moves from each decided position, nearest first, so a win takes its shortest
+    // distance and a loss its longest.
+    for (size_t at = 0; at < queue.size(); ++at) {
+        const uint64_t index = queue[at];
+        const Node decided = nodes[index];
+        BitbaseKey key = material;
+        bitbasePositionFromIndex(key, index);
+        forEachPredecessor(menOf(key), key, [&](uint64_t before) {
+            Node& p = nodes[before];
+            if (p.state != Open) return;
+            if (decided.state == Lost) {
+                p.state = Won;
+            } else if (--p.openMoves == 0) {
+                p.state = Lost;
+            } else {
+                return;
+            }
+            p.distance = uint16_t(decided.distance + 1);
+            queue.push_back(uint32_t(before));
+        });
+    }
+    queue = {};
+
+    // Every verdict against its moves: a win needs a move to a loss one ply nearer (or a
+    // decisive capture at distance 1), a loss needs every move to lose for it and one of them
+    // at the full distance, anything else has a move that doesn't lose and none that wins.
+    std::vector<uint8_t> packed((count + 3) / 4, 0);
+    for (uint64_t index = 0; index < count; ++index) {
+        const Node node = nodes[index];
+        if (node.state == Missing) continue;
+        BitbaseKey key = material;
+        bitbasePositionFromIndex(key, index);
+        const Men m = menOf(key);
+        bool along = false, wins = false, draws = false, slower = false;
+        const int legal = forEachMove(m, key, solved, [&](const MoveOutcome& o) {
+            int v = -o.verdict, d = 0;  // verdict and distance for the side that replies
+            if (!o.converts) {
+                const Node& s = nodes[o.index];
+                v = s.state == Won ? 1 : s.state == Lost ? -1 : 0;
+                d = s.distance;
+            }
+            wins = wins || v < 0;
+            draws = draws || v == 0;
+            slower = slower || (v > 0 && d + 1 > node.distance);
+            if (v == (node.state == Won ? -1 : 1) && d + 1 == node.distance) along = true;
+        });
+        const bool inCheck = attackedBy(m, m.king(m.toMove), 1 - m.toMove);
+        bool ok;
+        if (node.state == Won) ok = along;
+        else if (node.state == Lost && legal == 0) ok = inCheck && node.distance == 0;
+        else if (node.state == Lost) ok = along && !wins && !draws && !slower;
+        else ok = !wins && (draws || (legal == 0 && !inCheck));
+        if (!ok) {
+            error = name + ": index " + std::to_string(index) + " disagrees with its moves";
+            return false;
+        }
+        const int side = key.sideBit;
+        if (node.state == Won || node.state == Lost) {
+            packed[index >> 2] |= uint8_t((node.state == Won ? 1 : 2) << (2 * (index & 3)));
+            result.longestWin = std::max<int>(result.longestWin, node.distance);
+        }
+        ++result.legal;
+        if (node.state == (side == 0 ? Won : Lost)) ++result.firstWins[side];
+        if (node.state == (side == 0 ? Lost : Won)) ++result.secondWins[side];
+    }
+    nodes = {};
+
+    // The files' bits. An index that no probe reads repeats the bit before it, which keeps
+    // runs long for the block coder.
+    auto fileBits = [&](const std::string& fileName, bool mirrored, std::vector<uint8_t>& bits) {
+        BitbaseKey fileKey;
+        bitbaseKeyFromName(fileKey, fileName.c_str());
+        const uint64_t n = bitbaseIndexCount(fileKey);
+        bits.assign((n + 7) / 8, 0);
+        int previous = 0;
+        for (uint64_t index = 0; index < n; ++index) {
+            BitbaseKey key = fileKey;
+            int bit = previous;
+            if (bitbasePositionFromIndex(key, index) && bitbaseIndex(key) == index &&
+                existing(menOf(key))) {
+                BitbaseKey own = key;
+                if (mirrored) mirroredBitbaseKey(key, own);
+                const uint64_t i = bitbaseIndex(own);
+                const int v = packed[i >> 2] >> (2 * (i & 3)) & 3;
+                // The file's first colour wins: a win for it to move, a loss for the other.
+                bit = key.sideBit == 0 ? v == 1 : v == 2;
+            }
+            if (bit) bits[index >> 3] |= uint8_t(1 << (index & 7));
+            previous = bit;
+        }
+    };
+    result.name = name;
+    mirrorName(name, result.mirrorName);
+    fileBits(name, false, result.bits);
+    if (result.mirrorName != name) fileBits(result.mirrorName, true, result.mirrorBits);
+    solved.add(name, std::move(packed));
+    return true;
+}
