@@ -46,7 +46,8 @@ std::string shown(const std::string& tool, const std::vector<std::string>& argum
 }
 
 TEST(ToolArguments, HelpPrintsTheUsage) {
-    for (const std::string tool : {"bench", "bookbench", "match", "perftbench", "pgnscan"}) {
+    for (const std::string tool :
+         {"bench", "bitbasegen", "bookbench", "match", "perftbench", "pgnscan"}) {
         const ToolRun run = runTool(tool, {"--help"});
         EXPECT_EQ(run.status, 0) << tool;
         EXPECT_EQ(run.output.rfind("Usage: " + tool + " ", 0), 0u) << tool << ": " << run.output;
@@ -76,6 +77,15 @@ TEST(ToolArguments, WhatIsNotUnderstoodIsRefused) {
         {"match", {"stray"}},
         {"pgnscan", {}},
         {"pgnscan", {"-x", "a.pgn"}},
+        {"bitbasegen", {}},
+        {"bitbasegen", {"/tmp"}},
+        {"bitbasegen", {"/tmp", "KTKTSS"}},
+        {"bitbasegen", {"/tmp", "TKK"}},
+        {"bitbasegen", {"/tmp", "KXK"}},
+        {"bitbasegen", {"/tmp", "KTLK"}},
+        {"bitbasegen", {"/tmp", "--upto", "6"}},
+        {"bitbasegen", {"/tmp", "--upto", "3", "KTK"}},
+        {"bitbasegen", {"/nonexistent/dir", "KTK"}},
     };
     for (const auto& c : Cases) {
         const ToolRun run = runTool(c.tool, c.arguments);
