@@ -113,6 +113,7 @@ int main(int argc, char** argv) {
                 std::printf("       first problem: %s\n", r.firstProblem.c_str());
                 allRight = false;
             }
+            std::fflush(stdout);
         }
         return allRight ? 0 : 1;
     }
