@@ -30,14 +30,30 @@ std::vector<Block> sampleBlocks() {
             for (size_t i = 0; i < b.size(); ++i) {
                 const uint32_t r = random();
                 switch (kind) {
-                    case 0: b[i] = uint8_t(r); break;                        // noise
-                    case 1: b[i] = r % 40 ? 0 : uint8_t(r >> 8); break;      // sparse
-                    case 2: b[i] = i % 97 < 60 ? 0xff : uint8_t(r >> 8); break;  // runs
-                    case 3: b[i] = uint8_t(i % (round + 2)); break;          // repeats
-                    case 4: b[i] = uint8_t(r % 3); break;                    // few values
-                    case 5: b[i] = i < 300 ? uint8_t(i / 7) : b[i - 260]; break;  // far copies
-                    case 6: b[i] = uint8_t(i % 256); break;                  // every value
-                    default: b[i] = i % 2 ? 0 : uint8_t(r % 5 + 254); break;  // near the escape
+                    case 0:
+                        b[i] = uint8_t(r);
+                        break;  // noise
+                    case 1:
+                        b[i] = r % 40 ? 0 : uint8_t(r >> 8);
+                        break;  // sparse
+                    case 2:
+                        b[i] = i % 97 < 60 ? 0xff : uint8_t(r >> 8);
+                        break;  // runs
+                    case 3:
+                        b[i] = uint8_t(i % (round + 2));
+                        break;  // repeats
+                    case 4:
+                        b[i] = uint8_t(r % 3);
+                        break;  // few values
+                    case 5:
+                        b[i] = i < 300 ? uint8_t(i / 7) : b[i - 260];
+                        break;  // far copies
+                    case 6:
+                        b[i] = uint8_t(i % 256);
+                        break;  // every value
+                    default:
+                        b[i] = i % 2 ? 0 : uint8_t(r % 5 + 254);
+                        break;  // near the escape
                 }
             }
             blocks.push_back(b);
@@ -79,8 +95,10 @@ TEST(BitbaseCoder, WholeFilesReadBackThroughEveryKindOfEntry) {
             const size_t offset = e[0] | e[1] << 8 | e[2] << 16 | size_t(e[3]) << 24;
             const size_t length = e[4] == 0 ? 512 : e[4] < 125 ? e[4] : 3 * e[4] - 248;
             ASSERT_LE(offset + length, file.size()) << "block " << b;
-            if (e[4] == 0) std::copy(&file[offset], &file[offset] + 512, out.begin());
-            else ASSERT_TRUE(decodeBitbaseBody(&file[offset], length, out.data()));
+            if (e[4] == 0)
+                std::copy(&file[offset], &file[offset] + 512, out.begin());
+            else
+                ASSERT_TRUE(decodeBitbaseBody(&file[offset], length, out.data()));
             ++kinds[e[4] == 0 ? 1 : 2];
         }
         Block expected{};
@@ -104,8 +122,8 @@ class ThreeMen : public ::testing::Test {
             SolveResult r;
             std::string error;
             ASSERT_TRUE(solveMaterial(material, solved, r, error)) << error;
-            ASSERT_TRUE(writeFileAtomically(directory->file(r.name), buildBitbaseFile(r.bits),
-                                            error))
+            ASSERT_TRUE(
+                writeFileAtomically(directory->file(r.name), buildBitbaseFile(r.bits), error))
                 << error;
             if (r.mirrorName != r.name) {
                 ASSERT_TRUE(writeFileAtomically(directory->file(r.mirrorName),
@@ -138,8 +156,8 @@ class ThreeMen : public ::testing::Test {
         store.setDirectory(directory->text().c_str());
         store.setCacheSize(1 << 20);
         int result = 9;
-        EXPECT_TRUE(store.probe(kinds[0], kinds[1], squares[0], squares[1], p.whiteToMove,
-                                false, result))
+        EXPECT_TRUE(
+            store.probe(kinds[0], kinds[1], squares[0], squares[1], p.whiteToMove, false, result))
             << fen;
         return result;
     }
@@ -206,8 +224,8 @@ TEST_F(ThreeMen, QueenWinsExceptStalematesAndLostQueens) {
                         const bool stuck = !check && (KingMask[bare] & ~guarded) == 0;
                         if (takes || stuck) expected = 0;
                     }
-                    ASSERT_EQ(result, expected) << k << " " << q << " " << bare << " "
-                                                << whiteToMove;
+                    ASSERT_EQ(result, expected)
+                        << k << " " << q << " " << bare << " " << whiteToMove;
                     ++checked;
                 }
             }
@@ -249,11 +267,11 @@ TEST_F(ThreeMen, PawnEndingAgreesWithTheEnginesOwnTable) {
 TEST_F(ThreeMen, KnownPositionsThroughTheStore) {
     EXPECT_EQ(probe("k7/2Q5/8/8/8/8/8/7K b - - 0 1"), 0);   // stalemate
     EXPECT_EQ(probe("7K/8/8/8/8/8/1Q6/k7 b - - 0 1"), 0);   // the king takes the queen
-    EXPECT_EQ(probe("8/8/8/8/8/2K5/1Q6/k7 b - - 0 1"), 1);   // mate
+    EXPECT_EQ(probe("8/8/8/8/8/2K5/1Q6/k7 b - - 0 1"), 1);  // mate
     EXPECT_EQ(probe("7K/8/8/8/8/8/2Q5/k7 w - - 0 1"), 1);
     EXPECT_EQ(probe("4k3/8/4K3/4P3/8/8/8/8 w - - 0 1"), 1);  // king in front on the sixth
     EXPECT_EQ(probe("4k3/8/4K3/4P3/8/8/8/8 b - - 0 1"), 1);
-    EXPECT_EQ(probe("k7/8/8/P7/8/8/8/7K w - - 0 1"), 0);    // rook pawn, king in the corner
+    EXPECT_EQ(probe("k7/8/8/P7/8/8/8/7K w - - 0 1"), 0);     // rook pawn, king in the corner
     EXPECT_EQ(probe("8/8/8/8/8/8/1r6/K1k5 b - - 0 1"), -1);  // Black's rook: KTK read mirrored
 }
 
@@ -267,8 +285,7 @@ TEST_F(ThreeMen, VerifierFindsEveryPositionConsistent) {
             EXPECT_EQ(v.legal, r.legal) << file;
             const bool mirrored = file != r.name;
             for (int side = 0; side < 2; ++side)
-                EXPECT_EQ(v.firstWins[side],
-                          mirrored ? r.secondWins[1 - side] : r.firstWins[side])
+                EXPECT_EQ(v.firstWins[side], mirrored ? r.secondWins[1 - side] : r.firstWins[side])
                     << file << " " << side;
         }
 }

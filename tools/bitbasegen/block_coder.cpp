@@ -56,8 +56,8 @@ Step bestStep(const uint8_t* block, int at, uint8_t escape) {
                 break;
             }
         }
-        if (length >= 4 && gap <= 255) consider(length, 3, escape, uint8_t(192 | (length - 4)),
-                                                uint8_t(gap));
+        if (length >= 4 && gap <= 255)
+            consider(length, 3, escape, uint8_t(192 | (length - 4)), uint8_t(gap));
     }
     return best;
 }
@@ -134,8 +134,10 @@ bool writeFileAtomically(const std::string& path, const std::vector<uint8_t>& by
     while (ok && done < bytes.size()) {
         const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) ok = false;
-        else done += size_t(n);
+        if (n <= 0)
+            ok = false;
+        else
+            done += size_t(n);
     }
     ok = ok && ::fsync(fd) == 0;
     ok = (::close(fd) == 0) && ok;

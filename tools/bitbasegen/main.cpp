@@ -83,10 +83,12 @@ int main(int argc, char** argv) {
         } else {
             BitbaseKey key;
             std::string mirror;
-            if (w.size() > size_t(BitbaseMaxMen) && w.find_first_not_of("BSLTDK") == std::string::npos)
+            if (w.size() > size_t(BitbaseMaxMen) &&
+                w.find_first_not_of("BSLTDK") == std::string::npos)
                 return usageError("more than five men: " + w);
             if (!bitbaseKeyFromName(key, w.c_str()) || key.name != w || !mirrorName(w, mirror))
-                return usageError("not a material (two kings, then pawns to queens by \"BSLTD\"): " + w);
+                return usageError(
+                    "not a material (two kings, then pawns to queens by \"BSLTD\"): " + w);
             if (!contains(names, w)) names.push_back(w);
         }
     }
@@ -103,12 +105,12 @@ int main(int argc, char** argv) {
         for (const std::string& name : names) {
             const auto start = std::chrono::steady_clock::now();
             const VerifyResult r = verifyBitbaseFile(dir, name);
-            std::printf("%-6s legal %10llu  first wins: first to move %10llu, second to move %10llu"
-                        "  wrong %llu  unanswered %llu  (%.1f s)\n",
-                        name.c_str(), (unsigned long long)r.legal,
-                        (unsigned long long)r.firstWins[0], (unsigned long long)r.firstWins[1],
-                        (unsigned long long)r.wrong, (unsigned long long)r.unanswered,
-                        secondsSince(start));
+            std::printf(
+                "%-6s legal %10llu  first wins: first to move %10llu, second to move %10llu"
+                "  wrong %llu  unanswered %llu  (%.1f s)\n",
+                name.c_str(), (unsigned long long)r.legal, (unsigned long long)r.firstWins[0],
+                (unsigned long long)r.firstWins[1], (unsigned long long)r.wrong,
+                (unsigned long long)r.unanswered, secondsSince(start));
             if (r.wrong || r.unanswered) {
                 std::printf("       first problem: %s\n", r.firstProblem.c_str());
                 allRight = false;

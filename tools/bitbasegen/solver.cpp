@@ -50,12 +50,18 @@ Men menOf(const BitbaseKey& key) {
 Bitboard attacksOf(int kind, int side, int square, Bitboard occupied) {
     switch (kind) {
         case Pawn:
-            return side == 0 ? upPawnAttacks(squareBit(square)) : downPawnAttacks(squareBit(square));
-        case Knight: return KnightMask[square];
-        case Bishop: return bishopAttacks(square, occupied);
-        case Rook: return rookAttacks(square, occupied);
-        case Queen: return queenAttacks(square, occupied);
-        default: return KingMask[square];
+            return side == 0 ? upPawnAttacks(squareBit(square))
+                             : downPawnAttacks(squareBit(square));
+        case Knight:
+            return KnightMask[square];
+        case Bishop:
+            return bishopAttacks(square, occupied);
+        case Rook:
+            return rookAttacks(square, occupied);
+        case Queen:
+            return queenAttacks(square, occupied);
+        default:
+            return KingMask[square];
     }
 }
 
@@ -350,9 +356,12 @@ bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult
         int n = 0, drawingExits = 0;
         bool winningExit = false;
         const int legal = forEachMove(m, key, solved, [&](const MoveOutcome& o) {
-            if (!o.converts) successors[n++] = o.index;
-            else if (o.verdict > 0) winningExit = true;
-            else if (o.verdict == 0) ++drawingExits;
+            if (!o.converts)
+                successors[n++] = o.index;
+            else if (o.verdict > 0)
+                winningExit = true;
+            else if (o.verdict == 0)
+                ++drawingExits;
         });
         std::sort(successors, successors + n);
         const int distinct = int(std::unique(successors, successors + n) - successors);
@@ -420,10 +429,14 @@ bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult
         });
         const bool inCheck = attackedBy(m, m.king(m.toMove), 1 - m.toMove);
         bool ok;
-        if (node.state == Won) ok = along;
-        else if (node.state == Lost && legal == 0) ok = inCheck && node.distance == 0;
-        else if (node.state == Lost) ok = along && !wins && !draws && !slower;
-        else ok = !wins && (draws || (legal == 0 && !inCheck));
+        if (node.state == Won)
+            ok = along;
+        else if (node.state == Lost && legal == 0)
+            ok = inCheck && node.distance == 0;
+        else if (node.state == Lost)
+            ok = along && !wins && !draws && !slower;
+        else
+            ok = !wins && (draws || (legal == 0 && !inCheck));
         if (!ok) {
             error = name + ": index " + std::to_string(index) + " disagrees with its moves";
             return false;

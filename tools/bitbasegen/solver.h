@@ -32,10 +32,10 @@ class SolvedMaterials {
 struct SolveResult {
     std::string name, mirrorName;  // mirrorName equals name when both colours have one army
     std::vector<uint8_t> bits, mirrorBits;  // the files' bits, one per index
-    uint64_t legal = 0;       // positions (indices that a probe reads) of the material
+    uint64_t legal = 0;              // positions (indices that a probe reads) of the material
     uint64_t firstWins[2] = {0, 0};  // wins of the colour listed first, by sideBit
     uint64_t secondWins[2] = {0, 0};
-    int longestWin = 0;      // plies until mate or a winning capture or promotion
+    int longestWin = 0;  // plies until mate or a winning capture or promotion
 };
 
 // The name with the colours exchanged ("KTK" gives "KKT"); false for a name that no file has.

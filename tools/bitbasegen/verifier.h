@@ -6,11 +6,11 @@
 #include <string>
 
 struct VerifyResult {
-    uint64_t legal = 0;               // positions a probe reads
-    uint64_t firstWins[2] = {0, 0};   // wins of the colour listed first, by sideBit
-    uint64_t wrong = 0;               // positions whose bit disagrees with their moves
-    uint64_t unanswered = 0;          // probes without an answer: a file missing or unreadable
-    std::string firstProblem;         // FEN of the first wrong or unanswered position
+    uint64_t legal = 0;              // positions a probe reads
+    uint64_t firstWins[2] = {0, 0};  // wins of the colour listed first, by sideBit
+    uint64_t wrong = 0;              // positions whose bit disagrees with their moves
+    uint64_t unanswered = 0;         // probes without an answer: a file missing or unreadable
+    std::string firstProblem;        // FEN of the first wrong or unanswered position
 };
 
 // Reads the file `name` from `directory`. Every probe reads through a BitbaseStore, so the

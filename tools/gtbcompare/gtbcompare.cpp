@@ -21,7 +21,7 @@ const char* const Usage =
     "KLK, KSK, KBK) with the Gaviota tables in GAVIOTADIR (the .gtb.cp4 files, such as\n"
     "/usr/share/gaviotatb/gtb4) and prints the positions compared and those that differ.\n";
 
-constexpr unsigned char GaviotaPiece[7] = {tb_NOPIECE, tb_PAWN, tb_KNIGHT, tb_BISHOP,
+constexpr unsigned char GaviotaPiece[7] = {tb_NOPIECE, tb_PAWN,  tb_KNIGHT, tb_BISHOP,
                                            tb_ROOK,    tb_QUEEN, tb_KING};
 
 }  // namespace
@@ -72,7 +72,8 @@ int main(int argc, char** argv) {
             const int8_t wk[3] = {6, key.kinds[1], 0}, ws[2] = {int8_t(king), int8_t(piece)};
             const int8_t bk[2] = {6, 0}, bs[1] = {int8_t(bare)};
             // The same position with colours exchanged reads the mirrored files.
-            const int8_t fs[2] = {int8_t(king ^ 56), int8_t(piece ^ 56)}, fb[1] = {int8_t(bare ^ 56)};
+            const int8_t fs[2] = {int8_t(king ^ 56), int8_t(piece ^ 56)},
+                         fb[1] = {int8_t(bare ^ 56)};
             for (int flipped = 0; flipped < 2; ++flipped) {
                 int result = 0;
                 const bool found =
@@ -80,7 +81,8 @@ int main(int argc, char** argv) {
                             : store.probe(wk, bk, ws, bs, key.sideBit == 0, false, result);
                 if (flipped) result = -result;
                 ++compared;
-                if (!found) ++unanswered;
+                if (!found)
+                    ++unanswered;
                 else if (result != expected) {
                     if (differing++ < 5)
                         std::printf("%s index %llu (%s): bitbase %d, Gaviota %d\n", name,
