@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -121,9 +122,17 @@ int main(int argc, char** argv) {
     }
 
     SolvedMaterials solved;
-    for (const std::string& material : solvingOrder(names)) {
+    const std::vector<std::string> order = solvingOrder(names);
+    // stillRead[k]: the materials that those from k on look up.
+    std::vector<std::set<std::string>> stillRead(order.size() + 1);
+    for (size_t k = order.size(); k-- > 0;) {
+        stillRead[k] = stillRead[k + 1];
+        for (const std::string& s : materialsReachedFrom(order[k])) stillRead[k].insert(s);
+    }
+    for (size_t k = 0; k < order.size(); ++k) {
+        const std::string& material = order[k];
         const auto start = std::chrono::steady_clock::now();
-        solved.forgetBelow(int(material.size()) - 1);
+        solved.forgetUnless([&](const std::string& n) { return stillRead[k].count(n) != 0; });
         SolveResult r;
         std::string error;
         if (!solveMaterial(material, solved, r, error)) {

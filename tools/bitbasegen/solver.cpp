@@ -288,11 +288,6 @@ void SolvedMaterials::add(const std::string& name, std::vector<uint8_t> packed) 
     tables[name] = std::move(packed);
 }
 
-void SolvedMaterials::forgetBelow(int men) {
-    for (auto t = tables.begin(); t != tables.end();)
-        t = int(t->first.size()) < men ? tables.erase(t) : std::next(t);
-}
-
 bool mirrorName(const std::string& name, std::string& mirror) {
     std::string first, second;
     if (!splitName(name, first, second)) return false;
@@ -317,6 +312,12 @@ std::vector<std::string> solvingOrder(const std::vector<std::string>& names) {
         return pawnCount(a) < pawnCount(b);
     });
     return order;
+}
+
+std::vector<std::string> materialsReachedFrom(const std::string& name) {
+    std::vector<std::string> out;
+    for (const std::string& s : successorsOf(name)) out.push_back(unorderedName(s));
+    return out;
 }
 
 std::vector<std::string> namesUpTo(int men) {

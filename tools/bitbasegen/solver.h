@@ -22,8 +22,12 @@ class SolvedMaterials {
     int verdict(const BitbaseKey& key) const;
     bool has(const std::string& name) const;
     void add(const std::string& name, std::vector<uint8_t> packed);
-    // Frees the solutions of fewer than `men` men: moves only ever lose one man at a time.
-    void forgetBelow(int men);
+    // Frees the solutions that `keep` says no later material reads.
+    template <class Keep>
+    void forgetUnless(Keep keep) {
+        for (auto t = tables.begin(); t != tables.end();)
+            t = keep(t->first) ? std::next(t) : tables.erase(t);
+    }
 
   private:
     std::map<std::string, std::vector<uint8_t>> tables;
@@ -44,6 +48,9 @@ bool mirrorName(const std::string& name, std::string& mirror);
 // The materials to solve for `names`, smaller ones and those they depend on first, each listed
 // by one of its two names.
 std::vector<std::string> solvingOrder(const std::vector<std::string>& names);
+
+// The materials one capture or promotion away, each by the name solvingOrder uses.
+std::vector<std::string> materialsReachedFrom(const std::string& name);
 
 // Every file name of at most `men` men.
 std::vector<std::string> namesUpTo(int men);
