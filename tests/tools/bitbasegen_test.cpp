@@ -3,6 +3,7 @@
 // reader and move generator.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 #include <stdexcept>
@@ -110,6 +111,25 @@ TEST(BitbaseCoder, WholeFilesReadBackThroughEveryKindOfEntry) {
     EXPECT_GT(kinds[0], 0);
     EXPECT_GT(kinds[1], 0);
     EXPECT_GT(kinds[2], 0);
+}
+
+// Every material comes after those it captures or promotes into, and those are all listed,
+// a pawn that takes and promotes at once included: the generator frees what no later
+// material reads.
+TEST(BitbaseOrder, EveryMaterialFollowsWhatItsMovesLeadTo) {
+    const std::vector<std::string> order = solvingOrder(namesUpTo(4));
+    EXPECT_EQ(order.size(), 36u);  // 66 files, both colours of 30 materials and KK, KBKB, ...
+    for (size_t k = 0; k < order.size(); ++k)
+        for (const std::string& reached : materialsReachedFrom(order[k])) {
+            const auto at = std::find(order.begin(), order.end(), reached);
+            ASSERT_NE(at, order.end()) << order[k] << " reaches " << reached;
+            EXPECT_LT(size_t(at - order.begin()), k) << order[k] << " reaches " << reached;
+        }
+    const std::vector<std::string> fromPawnAgainstBishop = materialsReachedFrom("KBKL");
+    for (const char* reached : {"KBK", "KKL", "KDK", "KLKT", "KLKS"})
+        EXPECT_NE(std::find(fromPawnAgainstBishop.begin(), fromPawnAgainstBishop.end(), reached),
+                  fromPawnAgainstBishop.end())
+            << reached;
 }
 
 // All files of three men, solved once for the tests below.

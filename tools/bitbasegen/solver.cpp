@@ -239,22 +239,32 @@ bool splitName(const std::string& name, std::string& first, std::string& second)
 
 // The materials one capture or promotion away.
 std::vector<std::string> successorsOf(const std::string& name) {
-    std::string first, second;
-    splitName(name, first, second);
+    std::string armies[2];
+    splitName(name, armies[0], armies[1]);
     std::vector<std::string> out;
+    auto add = [&](const std::string& a, const std::string& b, int s) {
+        out.push_back(s == 0 ? nameOf(a, b) : nameOf(b, a));
+    };
     for (int s = 0; s < 2; ++s) {
-        std::string& army = s == 0 ? first : second;
-        for (size_t i = 0; i < army.size(); ++i) {
-            std::string fewer = army;
-            fewer.erase(i, 1);
-            out.push_back(s == 0 ? nameOf(fewer, second) : nameOf(first, fewer));
-            if (army[i] != 'B') continue;
-            for (char piece : std::string("SLTD")) {
-                std::string promoted = army;
-                promoted[i] = piece;
-                out.push_back(s == 0 ? nameOf(promoted, second) : nameOf(first, promoted));
-            }
+        const std::string& own = armies[s];
+        const std::string& other = armies[1 - s];
+        for (size_t i = 0; i < other.size(); ++i) {
+            std::string taken = other;
+            taken.erase(i, 1);
+            add(own, taken, s);  // a capture
+            for (size_t p = 0; p < own.size(); ++p)
+                for (char piece : std::string(own[p] == 'B' ? "SLTD" : "")) {
+                    std::string promoted = own;
+                    promoted[p] = piece;
+                    add(promoted, taken, s);  // a capture that promotes
+                }
         }
+        for (size_t p = 0; p < own.size(); ++p)
+            for (char piece : std::string(own[p] == 'B' ? "SLTD" : "")) {
+                std::string promoted = own;
+                promoted[p] = piece;
+                add(promoted, other, s);
+            }
     }
     return out;
 }
