@@ -71,6 +71,10 @@ class BookEditor {
     std::vector<std::string> epdLines;
 
   private:
+    // A move enters a written book with more points than the threshold plus one game's 1000.
+    static int64_t minimumPoints(int threshold) { return static_cast<int64_t>(threshold) + 1000; }
+    // Every writer counts its moves anew from the classical start position.
+    Position startWriting();
     void writeNode(Position& position, std::FILE* out);
     void collectEpd(Position& position);
     // Whether the position behind a move of weight 0 still leads to a playable move.

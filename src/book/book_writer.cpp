@@ -264,13 +264,18 @@ void BookEditor::writeNode(Position& board, std::FILE* out) {
     }
 }
 
-bool BookEditor::writeBook(const std::string& fileName, int threshold, int width) {
-    const OutputFile out = openOutput(fileName);
-    if (!out) return false;
+Position BookEditor::startWriting() {
     whiteMoves = blackMoves = 0;
     Position board;
     constructPosition(board);
-    valueNode(board, static_cast<int64_t>(threshold) + 1000, width);
+    return board;
+}
+
+bool BookEditor::writeBook(const std::string& fileName, int threshold, int width) {
+    const OutputFile out = openOutput(fileName);
+    if (!out) return false;
+    Position board = startWriting();
+    valueNode(board, minimumPoints(threshold), width);
     writeNode(board, out.get());
     std::fputs("* -1\n", out.get());
     return true;
@@ -279,13 +284,11 @@ bool BookEditor::writeBook(const std::string& fileName, int threshold, int width
 bool BookEditor::write960(const std::string& fileName, int threshold, int width) {
     const OutputFile out = openOutput(fileName);
     if (!out) return false;
-    whiteMoves = blackMoves = 0;
-    Position board;
-    constructPosition(board);
+    Position board = startWriting();
     for (unsigned n = 1; n <= 960; ++n) {
         setChess960Position(board, n);
         if (!tree.contains(board.hashKey)) continue;
-        valueNode(board, static_cast<int64_t>(threshold) + 1000, width);
+        valueNode(board, minimumPoints(threshold), width);
         if (n != 1) std::fputc('\n', out.get());
         std::fprintf(out.get(), "startpos %u\n", n);
         writeNode(board, out.get());
@@ -378,10 +381,8 @@ void BookEditor::collectEpd(Position& board) {
 bool BookEditor::writeEPD(const std::string& fileName, int threshold, int width) {
     const OutputFile out = openOutput(fileName);
     if (!out) return false;
-    whiteMoves = blackMoves = 0;
-    Position board;
-    constructPosition(board);
-    valueNode(board, static_cast<int64_t>(threshold) + 1000, width);
+    Position board = startWriting();
+    valueNode(board, minimumPoints(threshold), width);
     collectEpd(board);
 
     RandomSource& random = RandomSource::instance();

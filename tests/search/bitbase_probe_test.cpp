@@ -11,6 +11,7 @@
 #include "search/search_support.h"
 #include "search/searcher.h"
 #include "search/table.h"
+#include "support/depth_search.h"
 
 namespace {
 
@@ -25,15 +26,8 @@ struct BitbaseSearchTest : ::testing::Test {
     int searchDepth(const char* fen, int depth) {
         EXPECT_TRUE(setGameFromFen(*searcher, fen)) << fen;
         searcher->table->clearTable();
-        searcher->buildRootList(nullptr, false);
         SearchLimits limits;
-        GoRequest request;
-        request.depth = static_cast<int16_t>(depth);
-        limits.setLimits(request);
-        limits.startClock();
-        searcher->searchRunning = true;
-        searcher->stopRequested = false;
-        runSearch(*searcher, &limits);
+        searchRootToDepth(*searcher, limits, depth);
         return searcher->rootScore;
     }
 };

@@ -12,6 +12,7 @@
 #include "search/limits.h"
 #include "search/searcher.h"
 #include "search/table.h"
+#include "support/depth_search.h"
 
 namespace {
 
@@ -45,14 +46,7 @@ int playToMate(Searcher& s, const std::string& fen, int depth) {
         int result = 0;
         if (hasNoLegalMove(s.position, &result)) return result == 1 ? ply : -1;
         if (s.position.sides[0].pieceCount[AllMen] < 2) return -1;  // the piece was lost
-        s.buildRootList(nullptr, false);
-        GoRequest request;
-        request.depth = static_cast<int16_t>(depth);
-        limits.setLimits(request);
-        limits.startClock();
-        s.stopRequested = false;
-        s.searchRunning = true;
-        runSearch(s, &limits);
+        searchRootToDepth(s, limits, depth);
         if (!moveFromTo(s.rootBestMove)) return -1;
         gameMakeMove(s, s.rootBestMove);
     }

@@ -8,6 +8,7 @@
 #include "search/searcher.h"
 #include "search/table.h"
 #include "search/threats.h"
+#include "support/depth_search.h"
 
 namespace {
 
@@ -18,14 +19,7 @@ struct SearchTest : ::testing::Test {
     int searchDepth(const char* fen, int depth) {
         EXPECT_TRUE(setGameFromFen(*searcher, fen)) << fen;
         searcher->table->clearTable();
-        searcher->buildRootList(nullptr, false);
-        GoRequest request;
-        request.depth = static_cast<int16_t>(depth);
-        limits.setLimits(request);
-        limits.startClock();
-        searcher->searchRunning = true;
-        searcher->stopRequested = false;
-        runSearch(*searcher, &limits);
+        searchRootToDepth(*searcher, limits, depth);
         return searcher->rootScore;
     }
     std::string best() {
