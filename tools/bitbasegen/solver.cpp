@@ -109,14 +109,19 @@ BitbaseKey keyOf(const Men& m) {
     return key;
 }
 
-enum State : uint8_t { Missing, Open, Drawn, Won, Lost };
+// Verdicts in the two-bit form SolvedMaterials keeps: 1 win, 2 loss for the side to move.
+constexpr int PackedWin = 1, PackedLoss = 2;
 
-// One index of the material being solved: 4 bytes.
-struct Node {
-    uint8_t state;
-    uint8_t openMoves;  // successors not yet known to win for the opponent
-    uint16_t distance;  // plies to mate or to a decisive capture or promotion
-};
+int packedAt(const std::vector<uint8_t>& packed, uint64_t index) {
+    return packed[index >> 2] >> (2 * (index & 3)) & 3;
+}
+
+void setPacked(std::vector<uint8_t>& packed, uint64_t index, int verdict) {
+    packed[index >> 2] |= uint8_t(verdict << (2 * (index & 3)));
+}
+
+// Distances live in one byte per index, beside the verdict's two bits.
+constexpr int LongestDistance = 254;
 
 // A move of the side to move: either into the same material (`index`) or out of it
 // (`verdict` for the mover).
@@ -353,16 +358,29 @@ bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult
         return false;
     }
     const uint64_t count = bitbaseIndexCount(material);
-    std::vector<Node> nodes(count, Node{Missing, 0, 0});
-    std::vector<uint32_t> queue, later;  // solved positions in order of distance
+    // With pawns the lowest leading fields name no square; the byte array starts above them.
+    uint64_t base = 0;
+    for (uint64_t step = uint64_t{1} << (6 * (material.total - 1)), probe = 0; probe < count;
+         probe += step) {
+        BitbaseKey key = material;
+        if (bitbasePositionFromIndex(key, probe) && bitbaseIndex(key) == probe) break;
+        base = probe + step;
+    }
+    // One byte per index: while a position is open, its successors not yet known to win for
+    // the opponent; once it is decided (its verdict in `packed`), its distance in plies to mate
+    // or to a decisive capture or promotion. A position that doesn't exist or is stalemate
+    // has 0 and no verdict, so it never counts as open.
+    std::vector<uint8_t> bytes(count - base, 0);
+    std::vector<uint8_t> packed((count + 3) / 4, 0);
+    auto byteAt = [&](uint64_t index) -> uint8_t& { return bytes[index - base]; };
 
     // Every position: its moves counted, mates and decisive captures found.
-    for (uint64_t index = 0; index < count; ++index) {
+    uint64_t nextLevel = 0;
+    for (uint64_t index = base; index < count; ++index) {
         BitbaseKey key = material;
         if (!bitbasePositionFromIndex(key, index) || bitbaseIndex(key) != index) continue;
         const Men m = menOf(key);
         if (!existing(m)) continue;
-        Node& node = nodes[index];
         uint64_t successors[256];
         int n = 0, drawingExits = 0;
         bool winningExit = false;
@@ -375,76 +393,83 @@ bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult
                 ++drawingExits;
         });
         std::sort(successors, successors + n);
-        const int distinct = int(std::unique(successors, successors + n) - successors);
-        node.openMoves = uint8_t(distinct + drawingExits);
+        const int open = int(std::unique(successors, successors + n) - successors) + drawingExits;
         if (legal == 0) {
-            const bool mated = attackedBy(m, m.king(m.toMove), 1 - m.toMove);
-            node.state = mated ? Lost : Drawn;
-            if (mated) queue.push_back(uint32_t(index));
-        } else if (winningExit || node.openMoves == 0) {
-            node.state = winningExit ? Won : Lost;
-            node.distance = 1;
-            later.push_back(uint32_t(index));
+            if (attackedBy(m, m.king(m.toMove), 1 - m.toMove)) setPacked(packed, index, PackedLoss);
+        } else if (winningExit || open == 0) {
+            setPacked(packed, index, winningExit ? PackedWin : PackedLoss);
+            byteAt(index) = 1;
+            ++nextLevel;
         } else {
-            node.state = Open;
+            byteAt(index) = uint8_t(open);
         }
     }
-    queue.insert(queue.end(), later.begin(), later.end());
-    later = {};
 
-    // Un-moves from each decided position, nearest first, so a win takes its shortest
-    // distance and a loss its longest.
-    for (size_t at = 0; at < queue.size(); ++at) {
-        const uint64_t index = queue[at];
-        const Node decided = nodes[index];
-        BitbaseKey key = material;
-        bitbasePositionFromIndex(key, index);
-        forEachPredecessor(menOf(key), key, [&](uint64_t before) {
-            Node& p = nodes[before];
-            if (p.state != Open) return;
-            if (decided.state == Lost) {
-                p.state = Won;
-            } else if (--p.openMoves == 0) {
-                p.state = Lost;
-            } else {
-                return;
-            }
-            p.distance = uint16_t(decided.distance + 1);
-            queue.push_back(uint32_t(before));
-        });
+    // Un-moves from the positions decided at each distance, nearest first, so a win takes its
+    // shortest distance and a loss its longest. A level is found by a scan for its distance,
+    // which costs a pass over the bytes but no queue.
+    for (int level = 0;; ++level) {
+        if (level > 1 && nextLevel == 0) break;
+        if (level == LongestDistance) {
+            error = name + ": a distance beyond " + std::to_string(LongestDistance) + " plies";
+            return false;
+        }
+        nextLevel = 0;
+        const uint8_t* at = bytes.data();
+        const uint8_t* const end = at + bytes.size();
+        while ((at = static_cast<const uint8_t*>(std::memchr(at, level, size_t(end - at))))) {
+            const uint64_t index = uint64_t(at - bytes.data()) + base;
+            ++at;
+            const int verdict = packedAt(packed, index);
+            if (verdict == 0) continue;  // open, with `level` moves left
+            BitbaseKey key = material;
+            bitbasePositionFromIndex(key, index);
+            forEachPredecessor(menOf(key), key, [&](uint64_t before) {
+                uint8_t& b = byteAt(before);
+                if (b == 0 || packedAt(packed, before) != 0) return;
+                if (verdict == PackedLoss) {
+                    setPacked(packed, before, PackedWin);
+                } else if (--b == 0) {
+                    setPacked(packed, before, PackedLoss);
+                } else {
+                    return;
+                }
+                b = uint8_t(level + 1);
+                ++nextLevel;
+            });
+        }
     }
-    queue = {};
 
     // Every verdict against its moves: a win needs a move to a loss one ply nearer (or a
     // decisive capture at distance 1), a loss needs every move to lose for it and one of them
     // at the full distance, anything else has a move that doesn't lose and none that wins.
-    std::vector<uint8_t> packed((count + 3) / 4, 0);
-    for (uint64_t index = 0; index < count; ++index) {
-        const Node node = nodes[index];
-        if (node.state == Missing) continue;
+    for (uint64_t index = base; index < count; ++index) {
         BitbaseKey key = material;
-        bitbasePositionFromIndex(key, index);
+        if (!bitbasePositionFromIndex(key, index) || bitbaseIndex(key) != index) continue;
         const Men m = menOf(key);
+        if (!existing(m)) continue;
+        const int state = packedAt(packed, index);
+        const int distance = state ? byteAt(index) : 0;
         bool along = false, wins = false, draws = false, slower = false;
         const int legal = forEachMove(m, key, solved, [&](const MoveOutcome& o) {
             int v = -o.verdict, d = 0;  // verdict and distance for the side that replies
             if (!o.converts) {
-                const Node& s = nodes[o.index];
-                v = s.state == Won ? 1 : s.state == Lost ? -1 : 0;
-                d = s.distance;
+                const int s = packedAt(packed, o.index);
+                v = s == PackedWin ? 1 : s == PackedLoss ? -1 : 0;
+                d = s ? byteAt(o.index) : 0;
             }
             wins = wins || v < 0;
             draws = draws || v == 0;
-            slower = slower || (v > 0 && d + 1 > node.distance);
-            if (v == (node.state == Won ? -1 : 1) && d + 1 == node.distance) along = true;
+            slower = slower || (v > 0 && d + 1 > distance);
+            if (v == (state == PackedWin ? -1 : 1) && d + 1 == distance) along = true;
         });
         const bool inCheck = attackedBy(m, m.king(m.toMove), 1 - m.toMove);
         bool ok;
-        if (node.state == Won)
+        if (state == PackedWin)
             ok = along;
-        else if (node.state == Lost && legal == 0)
-            ok = inCheck && node.distance == 0;
-        else if (node.state == Lost)
+        else if (state == PackedLoss && legal == 0)
+            ok = inCheck && distance == 0;
+        else if (state == PackedLoss)
             ok = along && !wins && !draws && !slower;
         else
             ok = !wins && (draws || (legal == 0 && !inCheck));
@@ -453,15 +478,12 @@ bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult
             return false;
         }
         const int side = key.sideBit;
-        if (node.state == Won || node.state == Lost) {
-            packed[index >> 2] |= uint8_t((node.state == Won ? 1 : 2) << (2 * (index & 3)));
-            result.longestWin = std::max<int>(result.longestWin, node.distance);
-        }
+        if (state) result.longestWin = std::max(result.longestWin, distance);
         ++result.legal;
-        if (node.state == (side == 0 ? Won : Lost)) ++result.firstWins[side];
-        if (node.state == (side == 0 ? Lost : Won)) ++result.secondWins[side];
+        if (state == (side == 0 ? PackedWin : PackedLoss)) ++result.firstWins[side];
+        if (state == (side == 0 ? PackedLoss : PackedWin)) ++result.secondWins[side];
     }
-    nodes = {};
+    bytes = {};
 
     // The files' bits. An index that no probe reads repeats the bit before it, which keeps
     // runs long for the block coder.
@@ -479,9 +501,9 @@ bool solveMaterial(const std::string& name, SolvedMaterials& solved, SolveResult
                 BitbaseKey own = key;
                 if (mirrored) mirroredBitbaseKey(key, own);
                 const uint64_t i = bitbaseIndex(own);
-                const int v = packed[i >> 2] >> (2 * (i & 3)) & 3;
+                const int v = packedAt(packed, i);
                 // The file's first colour wins: a win for it to move, a loss for the other.
-                bit = key.sideBit == 0 ? v == 1 : v == 2;
+                bit = key.sideBit == 0 ? v == PackedWin : v == PackedLoss;
             }
             if (bit) bits[index >> 3] |= uint8_t(1 << (index & 7));
             previous = bit;
