@@ -295,19 +295,45 @@ TEST_F(ThreeMen, KnownPositionsThroughTheStore) {
     EXPECT_EQ(probe("8/8/8/8/8/8/1r6/K1k5 b - - 0 1"), -1);  // Black's rook: KTK read mirrored
 }
 
-// The engine's reader and move generator find every bit consistent with its moves.
+// The engine's move generator finds every verdict consistent with its moves, and the
+// verifier's whole-file decoding counts what the solver counted.
 TEST_F(ThreeMen, VerifierFindsEveryPositionConsistent) {
-    for (const auto& [name, r] : results)
-        for (const std::string& file : {r.name, r.mirrorName}) {
-            const VerifyResult v = verifyBitbaseFile(directory->text(), file);
-            EXPECT_EQ(v.wrong, 0u) << file << ": " << v.firstProblem;
-            EXPECT_EQ(v.unanswered, 0u) << file << ": " << v.firstProblem;
-            EXPECT_EQ(v.legal, r.legal) << file;
-            const bool mirrored = file != r.name;
-            for (int side = 0; side < 2; ++side)
-                EXPECT_EQ(v.firstWins[side], mirrored ? r.secondWins[1 - side] : r.firstWins[side])
-                    << file << " " << side;
+    DecodedFiles files(directory->text());
+    for (const auto& [name, r] : results) {
+        const VerifyResult v = verifyBitbaseMaterial(files, name);
+        EXPECT_EQ(v.wrong, 0u) << name << ": " << v.firstProblem;
+        EXPECT_EQ(v.unanswered, 0u) << name << ": " << v.firstProblem;
+        EXPECT_EQ(v.legal, r.legal) << name;
+        for (int side = 0; side < 2; ++side) {
+            EXPECT_EQ(v.firstWins[side], r.firstWins[side]) << name << " " << side;
+            EXPECT_EQ(v.secondWins[side], r.secondWins[side]) << name << " " << side;
         }
+    }
+}
+
+// A win the file lost is a verdict its moves contradict.
+TEST_F(ThreeMen, VerifierFindsALostWin) {
+    ScratchDirectory damaged;
+    std::string error;
+    for (const auto& [name, r] : results)
+        for (const auto& [file, bits] : {std::pair{r.name, r.bits}, {r.mirrorName, r.mirrorBits}})
+            if (!bits.empty()) {
+                ASSERT_TRUE(writeFileAtomically(damaged.file(file), buildBitbaseFile(bits), error));
+            }
+    // White Ke1, Rh1 against Ke8, White to move: won, now stored as not won.
+    const int8_t kinds[] = {King, Rook, 0}, squares[] = {60, 63}, bare[] = {King, 0}, e8[] = {4};
+    BitbaseKey key;
+    ASSERT_TRUE(makeBitbaseKey(key, kinds, squares, bare, e8, 0));
+    const SolveResult& rook = solvedAs("KTK");
+    std::vector<uint8_t> bits = rook.name == "KTK" ? rook.bits : rook.mirrorBits;
+    const uint64_t index = bitbaseIndex(key);
+    ASSERT_TRUE(bits[index >> 3] >> (index & 7) & 1);
+    bits[index >> 3] &= uint8_t(~(1 << (index & 7)));
+    ASSERT_TRUE(writeFileAtomically(damaged.file("KTK"), buildBitbaseFile(bits), error));
+    DecodedFiles files(damaged.text());
+    const VerifyResult v = verifyBitbaseMaterial(files, "KKT");
+    EXPECT_GT(v.wrong, 0u);
+    EXPECT_EQ(v.unanswered, 0u);
 }
 
 }  // namespace

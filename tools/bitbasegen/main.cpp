@@ -1,4 +1,5 @@
 // bitbasegen: writes bitbase files by retrograde analysis, and checks written ones.
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -27,8 +28,9 @@ const char* const Usage =
     "\"-BSLTDK\": KTK is rook against bare king, KBTKS rook and pawn against knight.\n"
     "Smaller materials that captures and promotions lead to are solved as well (in memory).\n"
     "\n"
-    "--verify reads the named files through the engine's reader and checks each position\n"
-    "against its moves; the mirrored files and those of the smaller materials must be in DIR.\n";
+    "--verify decodes the named files whole and checks each position against its moves with\n"
+    "the engine's move generator; the mirrored files and those of the smaller materials must\n"
+    "be in DIR.\n";
 
 int usageError(const std::string& message) {
     std::fprintf(stderr, "bitbasegen: %s\nTry 'bitbasegen --help'.\n", message.c_str());
@@ -101,17 +103,44 @@ int main(int argc, char** argv) {
     if (stat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
         return usageError("not a directory: " + dir);
 
+    // stillRead[k]: the materials that those from k on look up.
+    const std::vector<std::string> order = solvingOrder(names);
+    std::vector<std::set<std::string>> stillRead(order.size() + 1);
+    for (size_t k = order.size(); k-- > 0;) {
+        stillRead[k] = stillRead[k + 1];
+        stillRead[k].insert(order[k]);
+        for (const std::string& s : materialsReachedFrom(order[k])) stillRead[k].insert(s);
+    }
+    auto stillNeeded = [&](size_t k, const std::string& name) {
+        std::string mirror;
+        mirrorName(name, mirror);
+        return stillRead[k].count(name) != 0 || stillRead[k].count(mirror) != 0;
+    };
+
     if (verify) {
         bool allRight = true;
-        for (const std::string& name : names) {
+        DecodedFiles files(dir);
+        for (size_t k = 0; k < order.size(); ++k) {
+            std::string mirror;
+            mirrorName(order[k], mirror);
+            if (!contains(names, order[k]) && !contains(names, mirror)) continue;
+            files.forgetUnless([&](const std::string& n) { return stillNeeded(k, n); });
             const auto start = std::chrono::steady_clock::now();
-            const VerifyResult r = verifyBitbaseFile(dir, name);
-            std::printf(
-                "%-6s legal %10llu  first wins: first to move %10llu, second to move %10llu"
-                "  wrong %llu  unanswered %llu  (%.1f s)\n",
-                name.c_str(), (unsigned long long)r.legal, (unsigned long long)r.firstWins[0],
-                (unsigned long long)r.firstWins[1], (unsigned long long)r.wrong,
-                (unsigned long long)r.unanswered, secondsSince(start));
+            const VerifyResult r = verifyBitbaseMaterial(files, order[k]);
+            const double seconds = secondsSince(start);
+            // The mirrored file's first colour is this one's second, with the sides exchanged.
+            for (int own = 1; own >= 0; --own) {
+                const std::string& file = own ? order[k] : mirror;
+                if (!contains(names, file) || (!own && mirror == order[k])) continue;
+                const uint64_t toMove = own ? r.firstWins[0] : r.secondWins[1];
+                const uint64_t notToMove = own ? r.firstWins[1] : r.secondWins[0];
+                std::printf(
+                    "%-6s legal %10llu  first wins: first to move %10llu, second to move %10llu"
+                    "  wrong %llu  unanswered %llu  (%.1f s for the material)\n",
+                    file.c_str(), (unsigned long long)r.legal, (unsigned long long)toMove,
+                    (unsigned long long)notToMove, (unsigned long long)r.wrong,
+                    (unsigned long long)r.unanswered, seconds);
+            }
             if (r.wrong || r.unanswered) {
                 std::printf("       first problem: %s\n", r.firstProblem.c_str());
                 allRight = false;
@@ -122,13 +151,6 @@ int main(int argc, char** argv) {
     }
 
     SolvedMaterials solved;
-    const std::vector<std::string> order = solvingOrder(names);
-    // stillRead[k]: the materials that those from k on look up.
-    std::vector<std::set<std::string>> stillRead(order.size() + 1);
-    for (size_t k = order.size(); k-- > 0;) {
-        stillRead[k] = stillRead[k + 1];
-        for (const std::string& s : materialsReachedFrom(order[k])) stillRead[k].insert(s);
-    }
     for (size_t k = 0; k < order.size(); ++k) {
         const std::string& material = order[k];
         const auto start = std::chrono::steady_clock::now();
@@ -139,9 +161,11 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "bitbasegen: %s\n", error.c_str());
             return 1;
         }
-        std::printf("%-6s solved in %.1f s: %llu positions, longest win %d plies\n",
+        struct rusage usage;
+        getrusage(RUSAGE_SELF, &usage);
+        std::printf("%-6s solved in %.1f s: %llu positions, longest win %d plies, peak %ld MB\n",
                     material.c_str(), secondsSince(start), (unsigned long long)r.legal,
-                    r.longestWin);
+                    r.longestWin, usage.ru_maxrss / 1024);
         if (contains(names, r.name) && !writeFile(dir, r.name, r.bits)) return 1;
         if (r.mirrorName != r.name && contains(names, r.mirrorName) &&
             !writeFile(dir, r.mirrorName, r.mirrorBits))
