@@ -47,7 +47,7 @@ std::string shown(const std::string& tool, const std::vector<std::string>& argum
 
 TEST(ToolArguments, HelpPrintsTheUsage) {
     for (const std::string tool :
-         {"bench", "bitbasegen", "bookbench", "match", "perftbench", "pgnscan"}) {
+         {"bench", "bitbasebench", "bitbasegen", "bookbench", "match", "perftbench", "pgnscan"}) {
         const ToolRun run = runTool(tool, {"--help"});
         EXPECT_EQ(run.status, 0) << tool;
         EXPECT_EQ(run.output.rfind("Usage: " + tool + " ", 0), 0u) << tool << ": " << run.output;
@@ -86,6 +86,9 @@ TEST(ToolArguments, WhatIsNotUnderstoodIsRefused) {
         {"bitbasegen", {"/tmp", "--upto", "6"}},
         {"bitbasegen", {"/tmp", "--upto", "3", "KTK"}},
         {"bitbasegen", {"/nonexistent/dir", "KTK"}},
+        {"bitbasebench", {"/tmp"}},
+        {"bitbasebench", {"/tmp", "KXK"}},
+        {"bitbasebench", {"/tmp", "KTK", "0"}},
     };
     for (const auto& c : Cases) {
         const ToolRun run = runTool(c.tool, c.arguments);
