@@ -113,6 +113,47 @@ TEST(BitbaseCoder, WholeFilesReadBackThroughEveryKindOfEntry) {
     EXPECT_GT(kinds[2], 0);
 }
 
+// A body due at an offset whose low three bytes are all 255 would make its entry read as a
+// uniform block: the writer moves it one byte on, and the store reads the block from there.
+// Raw blocks of noise (one block repeated, encoded once) put block 32445 of 33075 exactly at
+// 0xffffff: 5 * 33075 + 512 * 32445.
+TEST(BitbaseCoder, ABodyIsNeverPlacedWhereItsEntryWouldReadAsUniform) {
+    constexpr size_t Blocks = 33075, Trap = 32445;
+    std::mt19937 random(7);
+    std::vector<uint8_t> bits(Blocks * BitbaseBlockBytes);
+    for (size_t i = 0; i < bits.size(); ++i)
+        bits[i] = i < BitbaseBlockBytes ? uint8_t(random()) : bits[i - BitbaseBlockBytes];
+    const std::vector<uint8_t> file = buildBitbaseFile(bits);
+    const uint8_t* before = &file[(Trap - 1) * BitbaseDirectoryEntryBytes];
+    const uint8_t* trap = &file[Trap * BitbaseDirectoryEntryBytes];
+    ASSERT_EQ(before[0] | before[1] << 8 | before[2] << 16, 0xffffff - 512);  // all raw so far
+    EXPECT_EQ(std::vector<uint8_t>(trap, trap + 5), (std::vector<uint8_t>{0, 0, 0, 1, 0}));
+
+    // Read back through the store as a five-men file (the mirrored one all zero, so each
+    // probe answers with the bit), every position whose index falls in that block.
+    ScratchDirectory dir;
+    std::string error;
+    ASSERT_TRUE(writeFileAtomically(dir.file("KTTKT"), file, error)) << error;
+    writeUniform(dir, "KTKTT", 0);
+    BitbaseStore store;
+    store.setDirectory(dir.text().c_str());
+    store.setCacheSize(1 << 20);
+    BitbaseKey material;
+    bitbaseKeyFromName(material, "KTTKT");
+    int probed = 0;
+    for (uint64_t index = Trap * BitbaseBlockBits; index < (Trap + 1) * BitbaseBlockBits; ++index) {
+        BitbaseKey key = material;
+        if (!bitbasePositionFromIndex(key, index) || bitbaseIndex(key) != index) continue;
+        const int8_t white[] = {King, Rook, Rook, 0}, black[] = {King, Rook, 0};
+        int result = 9;
+        ASSERT_TRUE(store.probe(white, black, key.squares, key.squares + 3, key.sideBit == 0, false,
+                                result));
+        ASSERT_EQ(result, bits[index >> 3] >> (index & 7) & 1) << index;
+        ++probed;
+    }
+    EXPECT_GT(probed, 1000);
+}
+
 // Every material comes after those it captures or promotes into, and those are all listed,
 // a pawn that takes and promotes at once included: the generator frees what no later
 // material reads.

@@ -84,6 +84,9 @@ std::vector<uint8_t> buildBitbaseFile(const std::vector<uint8_t>& bits) {
     const size_t blocks = (bits.size() + Block - 1) / Block;
     std::vector<uint8_t> file(blocks * BitbaseDirectoryEntryBytes);
     size_t mustHold = 0;  // bytes a reader may ask for, from the bounds of long bodies
+    // A block equal to the one before it takes its body without a second encoding.
+    uint8_t previous[Block] = {};
+    std::vector<uint8_t> previousBody;
     for (size_t b = 0; b < blocks; ++b) {
         uint8_t block[Block] = {};
         const size_t first = b * Block;
@@ -97,7 +100,11 @@ std::vector<uint8_t> buildBitbaseFile(const std::vector<uint8_t>& bits) {
             entry[4] = 0;
             continue;
         }
-        std::vector<uint8_t> body = encodeBitbaseBody(block);
+        if (previousBody.empty() || std::memcmp(block, previous, Block) != 0) {
+            previousBody = encodeBitbaseBody(block);
+            std::memcpy(previous, block, Block);
+        }
+        std::vector<uint8_t> body = previousBody;
         int lengthByte = 0;
         if (body.size() >= size_t(Block)) {
             body.assign(block, block + Block);
