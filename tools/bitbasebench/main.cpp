@@ -4,10 +4,14 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "board/bitboard.h"
+#include "board/position.h"
+#include "board/text.h"
 #include "eval/bitbase_index.h"
 #include "eval/bitbase_store.h"
 #include "tools/support/command_line.h"
@@ -16,12 +20,16 @@ namespace {
 
 const char* const Usage =
     "Usage: bitbasebench DIR NAME [PROBES]\n"
+    "       bitbasebench --verdicts DIR FILE\n"
     "\n"
     "Probes PROBES (default 200000) random positions of the bitbase file NAME.zbb in DIR\n"
     "through the engine's store: once with a cache that holds every block they touch (after\n"
     "one pass to fill it), once with the smallest cache, where nearly every probe reads its\n"
     "block from the file (through the system's file cache). Then lists every .zbb file in\n"
-    "DIR with its size against one bit per index.\n";
+    "DIR with its size against one bit per index.\n"
+    "\n"
+    "--verdicts reads one FEN or EPD position a line from FILE and writes each line back\n"
+    "after the game's result by the files in DIR (1-0, 0-1, 1/2-1/2) or '?' without one.\n";
 
 int usageError(const std::string& message) {
     std::fprintf(stderr, "bitbasebench: %s\nTry 'bitbasebench --help'.\n", message.c_str());
@@ -102,10 +110,46 @@ void listSizes(const std::string& dir) {
                         100.0 * double(bytes[five]) / double(raw[five]));
 }
 
+int printVerdicts(const std::string& dir, const std::string& path) {
+    std::ifstream in(path);
+    if (!in) {
+        std::fprintf(stderr, "bitbasebench: cannot read %s\n", path.c_str());
+        return 1;
+    }
+    BitbaseStore store;
+    store.setDirectory(dir.c_str());
+    store.setCacheSize(size_t(64) << 20);
+    for (std::string line; std::getline(in, line);) {
+        Position p;
+        constructPosition(p);
+        const char* verdict = "?";
+        int8_t kinds[2][BitbaseMaxMen + 2] = {}, squares[2][BitbaseMaxMen + 2] = {};
+        bool fits = parseFen(p, line.c_str()) && !p.castling && popcount(p.occupied) <= 5;
+        for (int side = 0; side < 2 && fits; ++side) {
+            int n = 0;
+            for (int kind : {King, Pawn, Knight, Bishop, Rook, Queen})
+                for (int i = 0; i < p.sides[side].pieceCount[kind]; ++i) {
+                    kinds[side][n] = int8_t(kind);
+                    squares[side][n++] = p.sides[side].pieceList[kind][i];
+                }
+        }
+        int result = 0;
+        if (fits && store.probe(kinds[0], kinds[1], squares[0], squares[1], p.whiteToMove != 0,
+                                false, result))
+            verdict = result > 0 ? "1-0" : result < 0 ? "0-1" : "1/2-1/2";
+        std::printf("%s %s\n", verdict, line.c_str());
+    }
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
+    if (!words.empty() && words[0] == "--verdicts") {
+        if (words.size() != 3) return usageError("--verdicts takes a directory and a file");
+        return printVerdicts(words[1], words[2]);
+    }
     for (const std::string& w : words) {
         if (isHelpWord(w)) {
             std::fputs(Usage, stdout);
