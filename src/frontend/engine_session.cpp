@@ -8,6 +8,7 @@
 #include "frontend/command_handler.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
+#include "frontend/test_reporter.h"
 #include "frontend/uci_interpreter.h"
 #include "frontend/uci_reporter.h"
 #include "search/limits.h"
@@ -46,7 +47,11 @@ bool EngineSession::quitRequested() const {
 
 void EngineSession::wireProtocol(Protocol protocol) {
     // The test driver and xboard bring reporters of their own; each plugs in here.
-    protocolReporter = std::make_unique<UciReporter>(mainSearcher.get(), searchLimits.get());
+    if (protocol == Protocol::UciTest) {
+        protocolReporter = std::make_unique<TestReporter>(mainSearcher.get(), searchLimits.get());
+    } else {
+        protocolReporter = std::make_unique<UciReporter>(mainSearcher.get(), searchLimits.get());
+    }
     protocolReporter->output = settings.output;
     searchController = std::make_unique<SearchController>(
         mainSearcher.get(), protocolReporter.get(), searchLimits.get());

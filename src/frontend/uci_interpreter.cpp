@@ -1,5 +1,7 @@
 #include "frontend/uci_interpreter.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -12,10 +14,14 @@
 #include "book/book_editor.h"
 #include "frontend/book_command.h"
 #include "frontend/line_scan.h"
+#include "frontend/mat_command.h"
+#include "frontend/material_learner.h"
 #include "frontend/perft.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
+#include "frontend/test_positions.h"
 #include "frontend/uci_options.h"
+#include "learn/material_net.h"
 #include "search/limits.h"
 #include "search/searcher.h"
 
@@ -42,6 +48,11 @@ int64_t readLongInteger(const char* text) {
 int64_t readLongAfter(const char* line, const char* keyword, size_t offset) {
     const char* found = std::strstr(line, keyword);
     return found ? readLongInteger(skipChars(found, offset)) : 0;
+}
+
+// The long tool runs give the machine to everything else first.
+void lowerToIdlePriority() {
+    setpriority(PRIO_PROCESS, 0, 19);
 }
 
 int readIntWithFormat(const char* line, const char* keyword, const char* format) {
@@ -326,4 +337,61 @@ void UciInterpreter::handleBook(const char* line) {
     std::snprintf(text, sizeof text, "moves:      %10ld",
                   static_cast<long>(editor->whiteMoves) + static_cast<long>(editor->blackMoves));
     reporter->writeLine(text);
+}
+
+// The material tools run on the command thread. A search still running would share the
+// random source and the processor with them, so it is stopped first, silently, as by any
+// command that touches search data.
+void UciInterpreter::handleMat(const char* line) {
+    const MatRequest request = parseMatCommand(line);
+    if (request.action == MatAction::None) return;
+    stopSilently();
+    auto reportFile = [this](const char* what, const std::string& name) {
+        const std::string text =
+            std::string("info string error opening the ") + what + " file " + name;
+        reporter->writeLine(text.c_str());
+    };
+    switch (request.action) {
+        case MatAction::None:
+            return;
+        case MatAction::Learn:
+            lowerToIdlePriority();
+            learnMaterial(request.fileName.c_str());
+        case MatAction::Delete:
+            materialLearner.reset();
+            return;
+        case MatAction::Random:
+            if (!materialLearner) materialLearner = std::make_unique<MaterialLearner>();
+            materialLearner->playRandomGames(request.games);
+            return;
+        case MatAction::Add:
+            if (!materialLearner) materialLearner = std::make_unique<MaterialLearner>();
+            // A file that does not open adds nothing, without a word.
+            materialLearner->addGames(request.fileName, request.value, request.calcElo,
+                                      request.minElo);
+            return;
+        case MatAction::WriteMemory:
+            if (materialLearner && !materialLearner->writeMemory(request.fileName))
+                reportFile("output", request.fileName);
+            return;
+        case MatAction::ReadMemory:
+            if (!materialLearner) materialLearner = std::make_unique<MaterialLearner>();
+            if (!materialLearner->readMemory(request.fileName))
+                reportFile("input", request.fileName);
+            return;
+        case MatAction::Write: {
+            if (!materialLearner) return;
+            // The statistics are used up by the write, whether the file opened or not.
+            const std::unique_ptr<MaterialLearner> learner = std::move(materialLearner);
+            if (!learner->writeTable(request.fileName)) reportFile("output", request.fileName);
+            return;
+        }
+    }
+}
+
+// Its searches are long and its table large: the main search is stopped silently first.
+void UciInterpreter::handleTestPos(const char* text) {
+    stopSilently();
+    lowerToIdlePriority();
+    runTestPositions(skipSpace(text), *reporter);
 }

@@ -7,6 +7,7 @@
 #include "frontend/command_handler.h"
 
 class BookEditor;
+class MaterialLearner;
 struct Searcher;
 class Reporter;
 class SearchController;
@@ -27,6 +28,8 @@ class UciInterpreter : public CommandHandler {
     bool uciChess960 = false;
     // Made by `book add`, freed by `book delete` and by each book write.
     std::unique_ptr<BookEditor> bookEditor;
+    // Made by `mat rnd`, `mat add` and `mat readmem`, freed by `mat delete` and `mat write`.
+    std::unique_ptr<MaterialLearner> materialLearner;
 
   private:
     // Every command that touches search data begins with this: the search that is cut off
@@ -40,6 +43,6 @@ class UciInterpreter : public CommandHandler {
     // The diagnostic and tool commands; each gets its subsystem here.
     void handleEval();
     void handleBook(const char* line);
-    void handleMat(const char*) {}
-    void handleTestPos(const char*) {}
+    void handleMat(const char* line);
+    void handleTestPos(const char* text);
 };

@@ -144,6 +144,10 @@ void readMaterialSamples(std::istream& in, MaterialSampleSet& set) {
         if (std::sscanf(line.c_str(), "%lx %lx %d %d %lf %lf %lf %lf", &first, &second, &code,
                         &balance, &score, &games, &eval, &plies) != 8)
             break;
+        // Not a number passes every comparison below and would poison the whole training.
+        if (!std::isfinite(score) || !std::isfinite(games) || !std::isfinite(eval) ||
+            !std::isfinite(plies))
+            continue;
         if (games < MinimumGames || score < 0.006 || score > 0.994) continue;
         // The evaluation of the games contradicts the material lead.
         if ((eval < -250 && balance > 0) || (eval > 250 && balance < 0)) continue;
