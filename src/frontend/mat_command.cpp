@@ -24,7 +24,7 @@ bool endsWord(char c) {
     return c == 0 || c == ' ' || c == '\r' || c == '\n';
 }
 
-void readAdd(MatRequest& request, const char* line, const char* afterWord) {
+void readAdd(MatRequest& request, const char* line, const char* word, const char* afterWord) {
     request.action = MatAction::Add;
     const char* name = skipSpace(afterWord);
     // The name runs to the blank before the first "value " or "ELO ", whichever comes first.
@@ -37,11 +37,11 @@ void readAdd(MatRequest& request, const char* line, const char* afterWord) {
         }
     }
     takeName(request, line, name, length);
-    if (const char* value = std::strstr(afterWord, " value"))
+    // The options count from the word on, so that one may follow it at once.
+    if (const char* value = std::strstr(word, " value"))
         std::sscanf(value, " value %d", &request.value);
-    if (const char* elo = std::strstr(afterWord, " ELO"))
-        std::sscanf(elo, " ELO %d", &request.minElo);
-    for (const char* found = std::strstr(afterWord, " CalcELO"); found;
+    if (const char* elo = std::strstr(word, " ELO")) std::sscanf(elo, " ELO %d", &request.minElo);
+    for (const char* found = std::strstr(word, " CalcELO"); found;
          found = std::strstr(found + 1, " CalcELO")) {
         if (endsWord(found[8])) request.calcElo = true;
     }
@@ -64,7 +64,7 @@ MatRequest parseMatCommand(const char* line) {
         request.action = MatAction::Random;
         std::sscanf(text + 4, "%ld", &request.games);
     } else if (startsWith("add ")) {
-        readAdd(request, line, text + 4);
+        readAdd(request, line, text, text + 4);
     } else if (startsWith("writemem ")) {
         request.action = MatAction::WriteMemory;
         takeRest(request, line, text + 9);
