@@ -235,4 +235,35 @@ TEST_F(LearnFiles, TrainingLowersTheErrorAndSavesTheNet) {
     EXPECT_FALSE(fs::exists(path("net2.txt")));
 }
 
+TEST(MaterialSamples, JunkLinesAreDroppedAndReadingEndsAtTheFirstLineWithoutEightFields) {
+    // A queen against a rook: kept. Then lines that must never reach the training.
+    std::istringstream table(
+        "10000 01000  0   4 0.700000     350000     10.000   80.0\n"
+        "10000 01000  0   4 nan     400000     10.000   80.0\n"
+        "10000 01000  0   4 0.700000     inf     10.000   80.0\n"
+        "10000 01000  0   4 0.700000     400000     -inf   80.0\n"
+        "10000 01000  0   4 0.700000     400000     10.000   nan\n"
+        "10000 01000  0   4 0.700000     349999     10.000   80.0\n"
+        "10000 01000  0   4 0.995000     400000     10.000   80.0\n"
+        "10000 01000  0   4 0.700000     400000   -300.000   80.0\n"
+        "fffff fffff 99 -7 0.500000 1e300 0 0\n"
+        "10000 00200  1   3 0.600000     500000      0.000   70.0\n"
+        "junk\n"
+        "01000 00010  0   2 0.600000     500000      0.000   70.0\n");
+    MaterialSampleSet set;
+    readMaterialSamples(table, set);
+    ASSERT_EQ(set.samples.size(), 3u);
+    // Exactly the least number of games: kept, with a small weight.
+    EXPECT_GT(set.samples[0].weight, 0.0);
+    EXPECT_LT(set.samples[0].weight, 0.01);
+    for (const MaterialSample& sample : set.samples) {
+        EXPECT_TRUE(std::isfinite(sample.target));
+        EXPECT_TRUE(std::isfinite(sample.weight));
+    }
+    EXPECT_TRUE(std::isfinite(set.totalWeight));
+    EXPECT_EQ(set.samples[2].counts[0], 1);
+    EXPECT_EQ(set.samples[2].counts[7], 2);
+    EXPECT_EQ(set.samples[2].code, 1);
+}
+
 }  // namespace
