@@ -2,8 +2,9 @@
 // standard input would, with a "stop" after each line so that no search outlives its line
 // (a search started by `go ... ponder` may live on into one `ponderhit` line). The harness
 // lowers only what the engine rightly spends because it was asked to: table sizes, threads,
-// perft and search depths, clock times; and it points file options and the files of the book
-// tools at harmless paths, so that fuzzing never writes a file. After
+// perft and search depths, clock times, random games; it points file options and the files of
+// the book and material tools at harmless paths, so that fuzzing never writes a file; and it
+// leaves out `mat learn`, which never returns, and `testpos`, whose searches are huge. After
 // each line the root must be a sound position, and every bestmove a legal move of the
 // position it was searched from.
 #include <cctype>
@@ -19,6 +20,7 @@
 
 #include "frontend/book_command.h"
 #include "frontend/engine_session.h"
+#include "frontend/mat_command.h"
 #include "frontend/reporter.h"
 #include "frontend/search_controller.h"
 #include "fuzz_support.h"
@@ -46,6 +48,7 @@ const char* const HarmlessLog = "/dev/null";
 const char* const MissingFile = "/nonexistent/zelmark-fuzz";
 // What `book add` reads; the writers write to the harmless path.
 const char* const BookGames = ZELMARK_TEST_DATA "/pgn/book_games.pgn";
+constexpr long MaxRandomGames = 3;
 
 // Checks every output line, prints nothing, and keeps the bestmove lines.
 class CheckingSink : public LineCollector {
@@ -129,6 +132,34 @@ void boundBook(std::string& line) {
     line.replace(request.fileNameOffset, request.fileNameLength, harmless);
     const BookRequest bounded = parseBookCommand(line.c_str());
     if (bounded.action != request.action || bounded.fileName != harmless) line = "book delete";
+}
+
+// `mat learn` never returns, so it does nothing here; `rnd` plays a few games; the files of
+// the other subcommands become harmless ones, as for the book tools.
+void boundMat(std::string& line) {
+    const MatRequest request = parseMatCommand(line.c_str());
+    switch (request.action) {
+        case MatAction::None:
+        case MatAction::Delete:
+            return;
+        case MatAction::Learn:
+            line = "mat delete";
+            return;
+        case MatAction::Random:
+            if (request.games > MaxRandomGames) line = "mat rnd " + std::to_string(MaxRandomGames);
+            return;
+        case MatAction::Add:
+        case MatAction::WriteMemory:
+        case MatAction::ReadMemory:
+        case MatAction::Write:
+            break;
+    }
+    const std::string harmless = request.action == MatAction::Add          ? BookGames
+                                 : request.action == MatAction::ReadMemory ? MissingFile
+                                                                           : HarmlessLog;
+    line.replace(request.fileNameOffset, request.fileNameLength, harmless);
+    const MatRequest bounded = parseMatCommand(line.c_str());
+    if (bounded.action != request.action || bounded.fileName != harmless) line = "mat delete";
 }
 
 bool searchThreadRunning(SearchController& controller) {
@@ -221,6 +252,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             boundSetOption(line);
         } else if (word == "book") {
             boundBook(line);
+        } else if (word == "mat") {
+            boundMat(line);
+        } else if (word == "testpos") {
+            // Its searches take minutes each, with a table of 500 MiB.
+            continue;
         }
         session.handleLine(line.c_str());
 

@@ -64,8 +64,9 @@ class MaterialLearner {
     // The dump: game keys, games seen and position records. False if the file does not open.
     bool writeMemory(const std::string& fileName) const;
     // Reads a dump over this learner: whole records only, and never more than the file holds,
-    // whatever its counts say. Records with a value that is not a finite number are passed
-    // over. A file too short for the game keys changes nothing. False if it does not open.
+    // whatever its counts say. Records with a sum that is not a finite number, or is far
+    // beyond what games can give, are passed over. A file too short for the game keys changes
+    // nothing. False if it does not open.
     bool readMemory(const std::string& fileName);
     // Folds the positions into the totals, each further game through a position counting 0.8
     // of the one before, and writes one line per configuration. False if the file does not

@@ -15,6 +15,7 @@ struct FileCloser {
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
 constexpr size_t GameKeyBytes = sizeof(uint32_t) * MaterialGameKeyCount;
+constexpr double MaxDumpSum = 1e18;
 constexpr size_t PositionRecordBytes = sizeof(uint64_t) + sizeof(PositionStats);
 
 bool writeWord(std::FILE* file, uint32_t word) {
@@ -86,8 +87,10 @@ bool MaterialLearner::readMemory(const std::string& fileName) {
         PositionStats stats;
         std::memcpy(&key, record, sizeof key);
         std::memcpy(&stats, record + sizeof key, sizeof stats);
-        // Not a number or an infinity would poison the totals of its whole configuration.
-        if (!std::isfinite(stats.evalSum) || !std::isfinite(stats.plySum)) continue;
+        // Not a number, an infinity, or a sum that a few more could carry past the largest
+        // double would poison the totals of its whole configuration. Real sums stay far below.
+        if (!(std::fabs(stats.evalSum) < MaxDumpSum) || !(std::fabs(stats.plySum) < MaxDumpSum))
+            continue;
         positions[key] = stats;
     }
     return true;
