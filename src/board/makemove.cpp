@@ -50,14 +50,14 @@ bool makeIfKingSafe(Position& p, Move move, UndoRecord& u) {
 }
 
 bool makeLegal(Position& p, Move move, UndoRecord& u) {
-    return makeLegal(p, move, u, nullptr, nullptr);
+    makeMove(p, p.toMove(), p.notToMove(), move, u);
+    return completeLegal(p, u);
 }
 
-bool makeLegal(Position& p, Move move, UndoRecord& u, NewKeyHook hook, const void* context) {
-    SideState& us = p.toMove();
-    SideState& them = p.notToMove();
-    makeMove(p, us, them, move, u);
-    if (hook) hook(context, p.hashKey);
+bool completeLegal(Position& p, UndoRecord& u) {
+    // The move is made: the side to move is the other one now.
+    SideState& us = p.notToMove();
+    SideState& them = p.toMove();
     updateAttackSummary(us, them, p.occupied, p.whiteToMove != 0);
     if (us.enemyAttacks & us.pieces[King]) {
         undoMove(u);

@@ -40,10 +40,14 @@ bool blackKingAttacked(const Position& p);
 bool makeIfKingSafe(Position& p, Move move, UndoRecord& undo);
 // Makes the move with both attack summaries; false (and undone) if the mover's king hangs.
 bool makeLegal(Position& p, Move move, UndoRecord& undo);
-// The same, calling `hook(context, key)` with the new hash key as soon as the men have moved
-// and before the summaries are built: the search starts loading its table entry there.
-using NewKeyHook = void (*)(const void* context, uint64_t key);
-bool makeLegal(Position& p, Move move, UndoRecord& undo, NewKeyHook hook, const void* context);
+// The part of makeLegal after makeMove: both summaries, or the move undone when the mover's
+// king hangs.
+bool completeLegal(Position& p, UndoRecord& undo);
+// makeLegal calling `afterMenMoved(key)` with the new hash key as soon as the men have moved
+// and before the summaries are built: the search starts loading its table entry there. A
+// template rather than a function pointer, so that the call inlines.
+template <class AfterMenMoved>
+bool makeLegalThen(Position& p, Move move, UndoRecord& undo, AfterMenMoved&& afterMenMoved);
 
 void updateAttackSummary(SideState& victim, const SideState& attacker, Bitboard occupied,
                          bool attackerIsWhite);
@@ -67,3 +71,10 @@ inline bool sideToMoveInCheck(const Position& p) {
 }
 
 #include "board/makemove_inline.h"
+
+template <class AfterMenMoved>
+bool makeLegalThen(Position& p, Move move, UndoRecord& undo, AfterMenMoved&& afterMenMoved) {
+    makeMove(p, p.toMove(), p.notToMove(), move, undo);
+    afterMenMoved(p.hashKey);
+    return completeLegal(p, undo);
+}

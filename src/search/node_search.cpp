@@ -204,7 +204,7 @@ bool Searcher::prescanChildren(MoveGenerator& gen, int beta, int depth) {
     for (MoveEntry* e; !done && (e = gen.next()) != nullptr;) {
         const Move m = e->move;
         if (gen.searchedMoves) clearSearchingBit(gen.searchedMoves, m, gen.keyBits);
-        if (!makeLegal(position, m, frame.undo, TranspositionTable::prefetchHook, table)) continue;
+        if (!makeLegalThen(position, m, frame.undo, PrefetchEntries{table})) continue;
         const SideState& child = position.toMove();
         const bool childInCheck = (child.enemyAttacks & child.pieces[King]) != 0;
         int result = 0;
@@ -458,7 +458,7 @@ int Searcher::nodeSearch(SideState& us, SideState& them, int alpha, int beta, in
     for (MoveEntry* entry; alpha < beta && (entry = gen.next()) != nullptr;) {
         const Move m = entry->move;
         frame.move = m;
-        if (!makeLegal(position, m, frame.undo, TranspositionTable::prefetchHook, table)) {
+        if (!makeLegalThen(position, m, frame.undo, PrefetchEntries{table})) {
             if (gen.searchedMoves) clearSearchingBit(gen.searchedMoves, m, gen.keyBits);
             continue;
         }

@@ -140,7 +140,7 @@ int Searcher::quiescence(SideState& us, SideState& them, int alpha, int beta, in
             !(targets[moveKind(m)] & squareBit(moveTo(m))))
             continue;
         frame.move = m;
-        if (!makeLegal(position, m, frame.undo, TranspositionTable::prefetchHook, table)) continue;
+        if (!makeLegalThen(position, m, frame.undo, PrefetchEntries{table})) continue;
         int childDepth = -4;
         if (inCheck && depth >= -3) {
             childDepth = depth + checkExt - 1;

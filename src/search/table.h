@@ -47,10 +47,6 @@ class TranspositionTable {
     void prefetch(uint64_t key) const {
         if (entries) __builtin_prefetch(entries + indexOf(key));
     }
-    // The same as a hook for makeLegal, with the table as context.
-    static void prefetchHook(const void* table, uint64_t key) {
-        static_cast<const TranspositionTable*>(table)->prefetch(key);
-    }
     void storeEntry(uint64_t key, Move move, int score, int flags, int ply);
     void newGeneration() {
         ++ttGeneration;
@@ -63,10 +59,18 @@ class TranspositionTable {
                        : 0;
     }
 
+    // Read by every probe of every thread; the counters below, written by all threads, sit
+    // on cache lines of their own so that those writes do not evict these.
     TtEntry* entries = nullptr;
     uint64_t ttCount = 0;
-    uint64_t ttFresh = 0;
     uint16_t ttGeneration = 1;
+    alignas(64) uint64_t ttFresh = 0;
     // Moves taken by some thread at nodes of depth 8 and more, by (move16 ^ key) bits.
-    uint32_t searchingMoves[64] = {};
+    alignas(64) uint32_t searchingMoves[64] = {};
+};
+
+// For makeLegalThen: starts loading a child's entries as soon as its key is known.
+struct PrefetchEntries {
+    const TranspositionTable* table;
+    void operator()(uint64_t key) const { table->prefetch(key); }
 };
