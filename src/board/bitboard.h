@@ -51,9 +51,12 @@ constexpr Bitboard downPawnAttacks(Bitboard pawns) {
     return ((pawns & ~FileA) << 7) | ((pawns & ~FileH) << 9);
 }
 
-// Bit count by arithmetic: no hardware instruction and no table, so it behaves alike on
-// every machine the engine is built for.
+// Bit count by the hardware instruction where the build may use it (a native build), else by
+// arithmetic rather than a call into the compiler's library; both count alike.
 constexpr int popcount(Bitboard x) {
+#ifdef __POPCNT__
+    return __builtin_popcountll(x);
+#endif
     x = x - ((x >> 1) & 0x5555555555555555ULL);
     x = ((x >> 2) & 0x3333333333333333ULL) + (x & 0x3333333333333333ULL);
     return static_cast<int>((((x + (x >> 4)) & 0x0f0f0f0f0f0f0f0fULL) * 0x0101010101010101ULL) >>
@@ -62,20 +65,20 @@ constexpr int popcount(Bitboard x) {
 
 // The short form for sets of at most 15 members.
 constexpr int popcountSmall(Bitboard x) {
+#ifdef __POPCNT__
+    return __builtin_popcountll(x);
+#endif
     x = x - ((x >> 1) & 0x5555555555555555ULL);
     x = ((x >> 2) & 0x3333333333333333ULL) + (x & 0x3333333333333333ULL);
     return static_cast<int>((x * 0x1111111111111111ULL) >> 60);
 }
 
-extern int8_t BitIndex[64];
-
-constexpr uint64_t DeBruijn = 0x218a7a392dd9abfULL;
-
 // `bits` must hold exactly one bit; callers isolate the lowest one with `bits & -bits`.
+// Every x86-64 has a bit scan instruction; an empty set gives square 0, as the table does.
 inline int lowestBitSquare(Bitboard bits) {
-    return BitIndex[(bits * DeBruijn) >> 58];
+    return bits ? __builtin_ctzll(bits) : 0;
 }
 
 inline int firstSquare(Bitboard bits) {
-    return lowestBitSquare(bits & (0 - bits));
+    return bits ? __builtin_ctzll(bits) : 0;
 }

@@ -2,7 +2,6 @@
 
 #include "board/magics.h"
 
-int8_t BitIndex[64];
 MagicEntry BishopMagic[64];
 MagicEntry RookMagic[64];
 Bitboard FromToMask[4096];
@@ -113,8 +112,6 @@ Bitboard bishopMask(int square) {
 
 struct TableBuilder {
     TableBuilder() {
-        for (int s = 0; s < 64; ++s)
-            BitIndex[(squareBit(s) * DeBruijn) >> 58] = static_cast<int8_t>(s);
         for (int f = 0; f < 8; ++f) FileMask[f] = FileA << f;
         for (int s = 0; s < 64; ++s) {
             KingMask[s] = leaperMask(s, KingSteps, 8);
