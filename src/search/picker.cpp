@@ -176,7 +176,13 @@ inline MoveEntry* takeOut(MoveGenerator& g, MoveEntry* at) {
 
 }  // namespace
 
+// Picks made by selection before the rest is sorted.
+constexpr int8_t SelectedPicks = 3;
+
 void MoveGenerator::restart(Move newHashMove) {
+    // The entries go back in the order a full sort would have left them: the scans for the
+    // hash move and recaptures take the first match.
+    if (!restSorted) sortRest();
     hashMove = newHashMove;
     stage = 0;
     cursor = listStart;
@@ -220,14 +226,38 @@ MoveEntry* MoveGenerator::next() {
                                             : (mode == GenEvasions ? scoreEvasion : scoreTactical);
                     scoreFunction(*this);
                 }
-                std::sort(cursor, workEnd, [](const MoveEntry& a, const MoveEntry& b) {
-                    return sortKey(a) < sortKey(b);
-                });
+                // The filter of other threads' moves scans the sorted list; without it the
+                // first picks select.
+                if (searchedMoves) {
+                    sortRest();
+                } else {
+                    restSorted = false;
+                    selectionsLeft = SelectedPicks;
+                }
             }
             [[fallthrough]];
         default: {
             if (workEnd <= cursor) return nullptr;
             MoveEntry* top = workEnd - 1;
+            if (!restSorted) {
+                if (selectionsLeft == 0) {
+                    sortRest();
+                } else {
+                    // Keys are unique (the move breaks ties), so this is the entry a sort puts
+                    // on top.
+                    --selectionsLeft;
+                    MoveEntry* best = top;
+                    uint64_t bestKey = sortKey(*best);
+                    for (MoveEntry* e = cursor; e < top; ++e) {
+                        const uint64_t key = sortKey(*e);
+                        if (key > bestKey) {
+                            bestKey = key;
+                            best = e;
+                        }
+                    }
+                    std::swap(*best, *top);
+                }
+            }
             if (!searchedMoves || !gaveMove) return takeOut(*this, top);
             // Another thread working on a move at this node leaves its bit set: prefer a move
             // nobody has taken yet.
@@ -243,6 +273,12 @@ MoveEntry* MoveGenerator::next() {
             return takeOut(*this, top);
         }
     }
+}
+
+void MoveGenerator::sortRest() {
+    std::sort(cursor, workEnd,
+              [](const MoveEntry& a, const MoveEntry& b) { return sortKey(a) < sortKey(b); });
+    restSorted = true;
 }
 
 MoveGenerator::MoveGenerator(MoveEntry** topAddress, const Position& p,
@@ -268,7 +304,9 @@ MoveGenerator::MoveGenerator(MoveEntry** topAddress, const Position& p,
       stage(0),
       cursor(listStart),
       workEnd(listStart),
-      gaveMove(false) {
+      gaveMove(false),
+      restSorted(true),
+      selectionsLeft(0) {
     stage = hashMove ? 0 : 1;
     if (!hashMove) {
         const Bitboard moved = them->men() & p.lastMoveMask;

@@ -27,6 +27,8 @@ class MoveGenerator {
     // Starts over with another hash move; scores already given stay.
     void restart(Move newHashMove);
     int count() const { return static_cast<int>(listEnd - listStart); }
+    // Sorts the working range by score; the picks take from its top.
+    void sortRest();
 
     const Position* position;
     const SideState* us;
@@ -50,4 +52,8 @@ class MoveGenerator {
     MoveEntry* cursor;
     MoveEntry* workEnd;
     bool gaveMove;
+    // Most nodes end after a few moves, so the first picks select the best of the rest instead
+    // of sorting it all; the rest is sorted once these run out.
+    bool restSorted;
+    int8_t selectionsLeft;
 };

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
+#include <vector>
 
 #include "board/movegen.h"
 #include "board/text.h"
@@ -50,6 +52,48 @@ TEST_F(PickerTest, HandsOutEveryMoveOnceAndGivesTheArenaBack) {
     const std::set<Move> moves = drain(gen);
     EXPECT_EQ(static_cast<int>(moves.size()), gen.count());
     EXPECT_EQ(moves.count(stale), 0u);
+}
+
+// The first picks select the best of the rest instead of sorting it; that must hand out exactly
+// what the sorted list does, also when a restart part way (as the look into the table before
+// the first move does) scans the rest for the hash move and for recaptures in list order. The
+// filter of other threads' moves always sorts, so a generator whose filter is emptied before
+// each pick is the reference.
+TEST_F(PickerTest, SelectionHandsOutWhatTheSortedListDoes) {
+    // Two pawns may take en passant on d6.
+    load("r3k2r/ppp2ppp/2n2n2/2PpP3/8/2N2N2/PP3PPP/R3K2R w KQkq d6 0 1");
+    uint32_t counter = 0x100;
+    for (const char* text : {"c5d6", "g2g3", "a2a4", "e1g1", "f3g5", "e5d6", "e5f6", "a1b1"})
+        history.counters[moveFromTo(move(text)) & 4095] = counter *= 3;
+    const auto picks = [&](bool sorted, Move hashMove, int before, Move restartMove) {
+        uint32_t filter[64] = {};
+        std::vector<Move> moves;
+        MoveGenerator gen(&top, p, &history, GenAll, hashMove, nullptr, sorted ? filter : nullptr);
+        const auto next = [&] {
+            std::fill(std::begin(filter), std::end(filter), 0u);
+            MoveEntry* e = gen.next();
+            if (e) moves.push_back(e->move);
+            return e != nullptr;
+        };
+        for (int i = 0; i < before && next(); ++i) {
+        }
+        gen.restart(restartMove);
+        while (next()) {
+        }
+        return moves;
+    };
+    const Move none = NoMove;
+    const Move castles = move("e1g1");
+    const Move knight = move("f3d4");
+    const Move cases[][2] = {{none, none}, {castles, none}, {castles, knight}, {none, knight}};
+    for (const auto& hashMoves : cases) {
+        for (int before : {0, 1, 2, 3, 4, 5, 9, 60}) {
+            const std::vector<Move> reference = picks(true, hashMoves[0], before, hashMoves[1]);
+            EXPECT_EQ(picks(false, hashMoves[0], before, hashMoves[1]), reference)
+                << before << " picks before the restart";
+            EXPECT_GT(reference.size(), 30u);
+        }
+    }
 }
 
 // Threads share a filter of moves taken at a node: a second generator avoids them, and still
