@@ -1,23 +1,57 @@
 #include "search/table.h"
 
-#include <cstdlib>
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstring>
 
 #include "board/score.h"
 
+namespace {
+
+constexpr size_t HugePageBytes = size_t{2} << 20;
+constexpr size_t PageBytes = 4096;
+
+// The bytes mapped for `count` entries: whole huge pages for a table of one or more.
+size_t mappedBytes(size_t count) {
+    const size_t bytes = count * sizeof(TtEntry);
+    const size_t unit = bytes >= HugePageBytes ? HugePageBytes : PageBytes;
+    return (bytes + unit - 1) / unit * unit;
+}
+
+// Zeroed memory, untouched until used. A large table starts on a huge page boundary and asks
+// for huge pages: probes land anywhere in it, and with small pages nearly every one would
+// also miss the processor's cache of address translations.
+TtEntry* mapEntries(size_t count) {
+    const size_t size = mappedBytes(count);
+    const size_t slack = size >= HugePageBytes ? HugePageBytes : 0;
+    void* raw =
+        mmap(nullptr, size + slack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (raw == MAP_FAILED) return nullptr;
+    if (slack == 0) return static_cast<TtEntry*>(raw);
+    const uintptr_t start = reinterpret_cast<uintptr_t>(raw);
+    const uintptr_t aligned = (start + HugePageBytes - 1) & ~(uintptr_t{HugePageBytes} - 1);
+    if (aligned > start) munmap(raw, aligned - start);
+    const uintptr_t end = start + size + slack;
+    if (end > aligned + size) munmap(reinterpret_cast<void*>(aligned + size), end - aligned - size);
+    madvise(reinterpret_cast<void*>(aligned), size, MADV_HUGEPAGE);
+    return reinterpret_cast<TtEntry*>(aligned);
+}
+
+}  // namespace
+
 TranspositionTable::~TranspositionTable() {
-    std::free(entries);
+    if (entries) munmap(entries, mappedBytes(ttCount + 2));
 }
 
 bool TranspositionTable::allocateTable(size_t bytes) {
-    std::free(entries);
+    if (entries) munmap(entries, mappedBytes(ttCount + 2));
     entries = nullptr;
     ttCount = 0;
     for (;;) {
         size_t count = bytes / sizeof(TtEntry);
         if (count < 500) count = 500;
-        // calloc hands out zeroed pages without touching them first.
-        entries = static_cast<TtEntry*>(std::calloc(count, sizeof(TtEntry)));
+        entries = mapEntries(count);
         if (entries) {
             ttCount = count - 2;
             ttGeneration = 1;

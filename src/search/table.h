@@ -44,8 +44,12 @@ class TranspositionTable {
     bool probe(uint64_t key, int ply, TtEntry& hit);
     bool probeEntry(uint64_t key, int ply, Move& move, int& score, int& flags);
     // Starts loading the entries of `key`, so that a probe soon after finds them in the cache.
+    // The three entries start anywhere, so they usually end on the next cache line.
     void prefetch(uint64_t key) const {
-        if (entries) __builtin_prefetch(entries + indexOf(key));
+        if (!entries) return;
+        const char* first = reinterpret_cast<const char*>(entries + indexOf(key));
+        __builtin_prefetch(first);
+        __builtin_prefetch(first + 3 * sizeof(TtEntry) - 1);
     }
     void storeEntry(uint64_t key, Move move, int score, int flags, int ply);
     void newGeneration() {
