@@ -226,14 +226,8 @@ MoveEntry* MoveGenerator::next() {
                                             : (mode == GenEvasions ? scoreEvasion : scoreTactical);
                     scoreFunction(*this);
                 }
-                // The filter of other threads' moves scans the sorted list; without it the
-                // first picks select.
-                if (searchedMoves) {
-                    sortRest();
-                } else {
-                    restSorted = false;
-                    selectionsLeft = SelectedPicks;
-                }
+                restSorted = false;
+                selectionsLeft = SelectedPicks;
             }
             [[fallthrough]];
         default: {
@@ -262,17 +256,28 @@ MoveEntry* MoveGenerator::next() {
             // Another thread working on a move at this node leaves its bit set: prefer a move
             // nobody has taken yet.
             for (MoveEntry* e = top; e >= cursor; --e) {
+                if (takenByOthers(*e)) {
+                    // The scan goes on in score order: sort what selection left, then look
+                    // again from the top, which the sort leaves in place.
+                    if (!restSorted) {
+                        sortRest();
+                        e = top + 1;
+                    }
+                    continue;
+                }
                 const uint32_t bit = (e->move & 0xffff) ^ static_cast<uint32_t>(keyBits);
-                uint32_t& word = searchedMoves[(bit >> 5) & 63];
-                const uint32_t mask = uint32_t{1} << (bit & 31);
-                if (word & mask) continue;
-                word |= mask;
+                searchedMoves[(bit >> 5) & 63] |= uint32_t{1} << (bit & 31);
                 std::swap(*e, *top);
                 return takeOut(*this, top);
             }
             return takeOut(*this, top);
         }
     }
+}
+
+bool MoveGenerator::takenByOthers(const MoveEntry& e) const {
+    const uint32_t bit = (e.move & 0xffff) ^ static_cast<uint32_t>(keyBits);
+    return (searchedMoves[(bit >> 5) & 63] >> (bit & 31)) & 1;
 }
 
 void MoveGenerator::sortRest() {

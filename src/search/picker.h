@@ -29,6 +29,8 @@ class MoveGenerator {
     int count() const { return static_cast<int>(listEnd - listStart); }
     // Sorts the working range by score; the picks take from its top.
     void sortRest();
+    // Whether the shared filter marks the entry's move as taken at this node.
+    bool takenByOthers(const MoveEntry& e) const;
 
     const Position* position;
     const SideState* us;

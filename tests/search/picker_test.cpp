@@ -55,22 +55,33 @@ TEST_F(PickerTest, HandsOutEveryMoveOnceAndGivesTheArenaBack) {
 }
 
 // The first picks select the best of the rest instead of sorting it; that must hand out exactly
-// what the sorted list does, also when a restart part way (as the look into the table before
-// the first move does) scans the rest for the hash move and for recaptures in list order. The
-// filter of other threads' moves always sorts, so a generator whose filter is emptied before
-// each pick is the reference.
-TEST_F(PickerTest, SelectionHandsOutWhatTheSortedListDoes) {
+// what sorting at once does: with and without the filter of moves other threads have taken
+// (some marked beforehand, so that picks skip them), and when a restart part way (as the look
+// into the table before the first move does) scans the list for the hash move and for
+// captures en passant in list order.
+TEST_F(PickerTest, SelectionHandsOutWhatSortingAtOnceDoes) {
     // Two pawns may take en passant on d6.
     load("r3k2r/ppp2ppp/2n2n2/2PpP3/8/2N2N2/PP3PPP/R3K2R w KQkq d6 0 1");
     uint32_t counter = 0x100;
     for (const char* text : {"c5d6", "g2g3", "a2a4", "e1g1", "f3g5", "e5d6", "e5f6", "a1b1"})
         history.counters[moveFromTo(move(text)) & 4095] = counter *= 3;
-    const auto picks = [&](bool sorted, Move hashMove, int before, Move restartMove) {
+    enum Filter { NoFilter, EmptyFilter, MarkedFilter };
+    const auto picks = [&](bool sortAtOnce, Filter kind, Move hashMove, int before,
+                           Move restartMove) {
         uint32_t filter[64] = {};
+        if (kind == MarkedFilter) {
+            for (const char* text : {"e1g1", "c5d6", "a2a4", "f3g5", "h2h3"}) {
+                const uint32_t bit = (move(text) & 0xffff) ^ static_cast<uint32_t>(p.hashKey);
+                filter[(bit >> 5) & 63] |= uint32_t{1} << (bit & 31);
+            }
+        }
         std::vector<Move> moves;
-        MoveGenerator gen(&top, p, &history, GenAll, hashMove, nullptr, sorted ? filter : nullptr);
+        MoveGenerator gen(&top, p, &history, GenAll, hashMove, nullptr,
+                          kind == NoFilter ? nullptr : filter);
         const auto next = [&] {
-            std::fill(std::begin(filter), std::end(filter), 0u);
+            if (kind == EmptyFilter) std::fill(std::begin(filter), std::end(filter), 0u);
+            // Sorting as soon as the scores are given is what the picker did before.
+            if (sortAtOnce && gen.stage == 3 && !gen.restSorted) gen.sortRest();
             MoveEntry* e = gen.next();
             if (e) moves.push_back(e->move);
             return e != nullptr;
@@ -86,12 +97,15 @@ TEST_F(PickerTest, SelectionHandsOutWhatTheSortedListDoes) {
     const Move castles = move("e1g1");
     const Move knight = move("f3d4");
     const Move cases[][2] = {{none, none}, {castles, none}, {castles, knight}, {none, knight}};
-    for (const auto& hashMoves : cases) {
-        for (int before : {0, 1, 2, 3, 4, 5, 9, 60}) {
-            const std::vector<Move> reference = picks(true, hashMoves[0], before, hashMoves[1]);
-            EXPECT_EQ(picks(false, hashMoves[0], before, hashMoves[1]), reference)
-                << before << " picks before the restart";
-            EXPECT_GT(reference.size(), 30u);
+    for (const Filter kind : {NoFilter, EmptyFilter, MarkedFilter}) {
+        for (const auto& hashMoves : cases) {
+            for (int before : {0, 1, 2, 3, 4, 5, 9, 60}) {
+                const std::vector<Move> reference =
+                    picks(true, kind, hashMoves[0], before, hashMoves[1]);
+                EXPECT_EQ(picks(false, kind, hashMoves[0], before, hashMoves[1]), reference)
+                    << "filter " << kind << ", " << before << " picks before the restart";
+                EXPECT_GT(reference.size(), 30u);
+            }
         }
     }
 }
