@@ -69,13 +69,15 @@ for dir in "$old" "$new"; do
 done
 export PATH="$PATH:/usr/games"
 
-# "nodes nps" of one bench or perftbench run. On a loaded machine the wall clock the programs
-# print counts time spent waiting for a core, so the rate here is by the CPU time used.
+# "nodes nps wall-nps" of one bench or perftbench run. On a loaded machine the wall clock the
+# programs print counts time spent waiting for a core, so the ratio of builds is by the CPU time
+# used; peers report by the wall clock, so they are held against our wall clock rate.
 cpuRate() {
     local out seconds TIMEFORMAT='%U %S'
     out=$({ time "$@" >"$scratch"; } 2>&1)
     seconds=$(awk -v u="${out% *}" -v s="${out#* }" 'BEGIN { print u + s }')
-    awk -v t="$seconds" '/^Total:/ { print $2, $2 / t } $1 == "total" { print $3, $3 / t }' "$scratch"
+    awk -v t="$seconds" '/^Total:/ { print $2, $2 / t, $6 }
+        $1 == "total" { print $3, $3 / t, $7 * 1e6 }' "$scratch"
 }
 benchRun() { cpuRate "$1/bench" $depth; }
 perftRun() { cpuRate "$1/perftbench" "$offset"; }
@@ -84,7 +86,7 @@ trap 'rm -f "$scratch"' EXIT
 
 # Keeps the best rate of each side over the rounds, alternating which goes first.
 compare() {
-    local what=$1 runner=$2 bestNew=0 bestOld=0 nodesNew="" nodesOld="" i line
+    local what=$1 runner=$2 bestNew=0 bestOld=0 wallNew=0 nodesNew="" nodesOld="" i line
     for ((i = 0; i < rounds; ++i)); do
         local order=("$new" "$old")
         if ((i % 2)); then order=("$old" "$new"); fi
@@ -94,20 +96,21 @@ compare() {
             if [ "$dir" = "$new" ]; then
                 nodesNew=$1
                 bestNew=$(awk -v a="$bestNew" -v b="$2" 'BEGIN { print (b > a ? b : a) }')
+                wallNew=$(awk -v a="$wallNew" -v b="$3" 'BEGIN { print (b > a ? b : a) }')
             else
                 nodesOld=$1
                 bestOld=$(awk -v a="$bestOld" -v b="$2" 'BEGIN { print (b > a ? b : a) }')
             fi
         done
     done
-    printf '%-10s new %12.0f nps  old %12.0f nps  ratio %.3f' "$what" "$bestNew" "$bestOld" \
+    printf '%-10s new %12.0f nps  old %12.0f nps (CPU time)  ratio %.3f' "$what" "$bestNew" "$bestOld" \
         "$(awk -v a="$bestNew" -v b="$bestOld" 'BEGIN { print a / b }')"
     if [ "$nodesNew" = "$nodesOld" ]; then
         printf '  (%s nodes each)\n' "$nodesNew"
     else
         printf '  NODE COUNTS DIFFER: new %s, old %s\n' "$nodesNew" "$nodesOld"
     fi
-    eval "${what}Ours=$bestNew"
+    eval "${what}Ours=$wallNew"
 }
 
 # The positions and depths of bench and perftbench, read from their sources.
@@ -232,14 +235,14 @@ compare perft perftRun
 for peer in stockfish toga2 glaurung; do
     path=$(command -v "$peer") || continue
     rate=$(peerSearchRate "$path")
-    printf '%-10s search %12.0f nps  ours/peer %.3f\n' "$peer" "$rate" \
-        "$(awk -v a="$benchOurs" -v b="$rate" 'BEGIN { print (b > 0 ? a / b : 0) }')"
+    printf '%-10s search %12.0f nps  ours %.0f (wall clock)  ours/peer %.3f\n' "$peer" "$rate" \
+        "$benchOurs" "$(awk -v a="$benchOurs" -v b="$rate" 'BEGIN { print (b > 0 ? a / b : 0) }')"
     if [ "$peer" = stockfish ]; then
         # Ours again, next to Stockfish's, so that both see the same load.
         ours=$(perftRun "$new")
         set -- $ours
         rate=$(stockfishPerftRate "$path")
-        printf '%-10s perft  %12.0f nps  ours %.0f  ours/peer %.3f\n' "$peer" "$rate" "$2" \
-            "$(awk -v a="$2" -v b="$rate" 'BEGIN { print (b > 0 ? a / b : 0) }')"
+        printf '%-10s perft  %12.0f nps  ours %.0f (wall clock)  ours/peer %.3f\n' "$peer" \
+            "$rate" "$3" "$(awk -v a="$3" -v b="$rate" 'BEGIN { print (b > 0 ? a / b : 0) }')"
     fi
 done
