@@ -1,6 +1,7 @@
 #include "search/table.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
@@ -19,12 +20,23 @@ size_t mappedBytes(size_t count) {
     return (bytes + unit - 1) / unit * unit;
 }
 
+// Whether a table of `size` bytes may use huge pages. Each page a probe first touches is
+// committed whole, so a table near or beyond the machine's memory (a Hash larger than the
+// machine gives, left to the kernel's lazy commitment) keeps small pages.
+bool mayUseHugePages(size_t size) {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGESIZE);
+    if (size < HugePageBytes || pages <= 0 || pageSize <= 0) return false;
+    const size_t memory = static_cast<size_t>(pages) * static_cast<size_t>(pageSize);
+    return size <= memory / 4;
+}
+
 // Zeroed memory, untouched until used. A large table starts on a huge page boundary and asks
 // for huge pages: probes land anywhere in it, and with small pages nearly every one would
 // also miss the processor's cache of address translations.
 TtEntry* mapEntries(size_t count) {
     const size_t size = mappedBytes(count);
-    const size_t slack = size >= HugePageBytes ? HugePageBytes : 0;
+    const size_t slack = mayUseHugePages(size) ? HugePageBytes : 0;
     void* raw =
         mmap(nullptr, size + slack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (raw == MAP_FAILED) return nullptr;
