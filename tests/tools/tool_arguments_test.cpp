@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <regex>
 #include <string>
 #include <vector>
@@ -144,6 +145,37 @@ TEST(ToolArguments, BookbenchReadsTheRandomBookItWrites) {
     EXPECT_TRUE(std::regex_match(read.output, std::regex(".*: [1-9][0-9]* records, 2 reads, "
                                                          "[0-9.]+ ms per read\n")))
         << read.output;
+}
+
+// The test set's true results come from --verdicts: a position the files do not describe (a pawn
+// on its home row, castling rights, a material without its file) gets '?', never a filler bit.
+TEST(ToolArguments, BitbasebenchVerdictsAnswerOnlyWhatTheFilesHold) {
+    const std::string dir = ::testing::TempDir() + "verdicts_" + std::to_string(getpid());
+    ASSERT_EQ(std::system(("mkdir -p " + dir).c_str()), 0);
+    const ToolRun made = runTool("bitbasegen", {dir, "KBK", "KKB", "KTK"});
+    ASSERT_EQ(made.status, 0) << made.errors;
+    const char* const lines[][2] = {
+        {"8/P7/8/8/8/8/k7/4K3 w - - 0 1", "1-0"},
+        {"k7/8/8/P7/8/8/8/7K b - - 0 1", "1/2-1/2"},  // rook pawn, king in the corner
+        {"8/8/8/8/8/1k6/p6K/8 w - - 0 1", "0-1"},     // a lone pawn of Black's queens
+        {"8/8/8/8/8/8/4P3/k3K3 w - - 0 1", "?"},      // pawn on its home row
+        {"8/8/8/8/8/8/k7/1R2K3 b - - 0 1", "?"},      // a KTK draw needs KKT as well
+        {"k7/8/8/8/8/8/8/4K2R w K - 0 1", "?"},       // castling right
+        {"8/8/8/8/8/8/8/K5kr w - - 0 1", "?"},        // no KKT file
+    };
+    const std::string list = dir + "/positions.txt";
+    std::string expected;
+    if (FILE* f = std::fopen(list.c_str(), "w")) {
+        for (const auto& line : lines) {
+            std::fprintf(f, "%s\n", line[0]);
+            expected += std::string(line[1]) + " " + line[0] + "\n";
+        }
+        std::fclose(f);
+    }
+    const ToolRun run = runTool("bitbasebench", {"--verdicts", dir, list});
+    EXPECT_EQ(std::system(("rm -rf " + dir).c_str()), 0);
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.output, expected);
 }
 
 }  // namespace

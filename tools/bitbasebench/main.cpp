@@ -29,7 +29,9 @@ const char* const Usage =
     "DIR with its size against one bit per index.\n"
     "\n"
     "--verdicts reads one FEN or EPD position a line from FILE and writes each line back\n"
-    "after the game's result by the files in DIR (1-0, 0-1, 1/2-1/2) or '?' without one.\n";
+    "after the game's result by the files in DIR (1-0, 0-1, 1/2-1/2) or '?' without one:\n"
+    "no file, more than five men, castling rights, an en passant square or a pawn on its\n"
+    "home row.\n";
 
 int usageError(const std::string& message) {
     std::fprintf(stderr, "bitbasebench: %s\nTry 'bitbasebench --help'.\n", message.c_str());
@@ -124,7 +126,11 @@ int printVerdicts(const std::string& dir, const std::string& path) {
         constructPosition(p);
         const char* verdict = "?";
         int8_t kinds[2][BitbaseMaxMen + 2] = {}, squares[2][BitbaseMaxMen + 2] = {};
-        bool fits = parseFen(p, line.c_str()) && !p.castling && popcount(p.occupied) <= 5;
+        // The files hold no castling, no capture en passant and no pawn on its home row: the
+        // bits of such an index are filler, not a verdict.
+        bool fits = parseFen(p, line.c_str()) && !p.castling && p.epSquare < 0 &&
+                    popcount(p.occupied) <= 5 && !(p.white().pieces[Pawn] & 0xff000000000000) &&
+                    !(p.black().pieces[Pawn] & 0xff00);
         for (int side = 0; side < 2 && fits; ++side) {
             int n = 0;
             for (int kind : {King, Pawn, Knight, Bishop, Rook, Queen})
