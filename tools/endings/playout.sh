@@ -1,0 +1,87 @@
+#!/bin/sh
+# Plays every position of the endgame test set out from both sides, once with the engine's
+# bitbases and once without, and counts the games whose result is the true one.
+#
+# Usage: tools/endings/playout.sh SET.epd BITBASE_DIR OUT_DIR [BUILD_DIR]
+#        tools/endings/playout.sh count SET.epd GAMES.pgn NAME
+#
+# Each position is played twice by tools/match, the engine on each side once, against Debian's
+# stockfish (in /usr/games), both at a fixed number of nodes a move (ZELMARK_NODES, default
+# 20000; OPPONENT_NODES, default 20000). The games run to mate, repetition, the fifty-move rule or
+# too little material: nothing is adjudicated. Without bitbases the engine plays as it ships;
+# with them it gets BitbaseCache=16 and BitbasePath=BITBASE_DIR. The games and logs are written
+# to OUT_DIR (without.pgn, with.pgn), then counted.
+# count    prints the counts for games already played: NAME is the engine's name in the PGN.
+#          A game is right when its result is the set's; the counts are split by what the engine
+#          had to do: win (its side wins with best play), hold (a draw) and lose.
+set -eu
+PATH=$PATH:/usr/games
+root=$(cd "$(dirname "$0")/../.." && pwd)
+
+usage() {
+    awk 'NR > 4 && !/^#/ { exit } NR > 4 { sub(/^# ?/, ""); print }' "$0"
+    exit "$1"
+}
+
+# The games of a PGN against the set: the FEN tag finds the true result, the White tag says
+# which side the engine had.
+count() {
+    awk -v name="$3" '
+        FNR == NR {
+            if ($0 ~ /^#/ || NF < 6) next
+            fen = $1 " " $2 " " $3 " " $4 " " $5 " " $6
+            split($0, parts, " ; result ")
+            split(parts[2], r, " ")
+            truth[fen] = r[1]
+            next
+        }
+        /^\[FEN "/ { fen = $0; sub(/^\[FEN "/, "", fen); sub(/"\]$/, "", fen) }
+        /^\[White "/ { white = ($0 == "[White \"" name "\"]") }
+        /^\[Result "/ {
+            result = $0; sub(/^\[Result "/, "", result); sub(/"\]$/, "", result)
+            if (!(fen in truth)) { unknown++; next }
+            t = truth[fen]
+            if (t == "1/2-1/2") task = "hold"
+            else task = ((t == "1-0") == white) ? "win" : "lose"
+            games[task]++
+            if (result == t) right[task]++
+            else if (task == "win" && result == "1/2-1/2") drawn++
+            all++
+            good += (result == t)
+        }
+        END {
+            printf "%s: %d of %d games right", name, good, all
+            printf " (win %d of %d, hold %d of %d, lose %d of %d)", right["win"], games["win"], \
+                right["hold"], games["hold"], right["lose"], games["lose"]
+            printf "; wins only drawn: %d\n", drawn
+            if (unknown) printf "%d games not in the set\n", unknown
+        }' "$1" "$2"
+}
+
+[ $# -ge 1 ] || usage 2
+case $1 in
+-h | --help | help) usage 0 ;;
+count)
+    [ $# -eq 4 ] || usage 2
+    count "$2" "$3" "$4"
+    exit 0
+    ;;
+esac
+[ $# -ge 3 ] || usage 2
+set_file=$1
+bitbases=$(cd "$2" && pwd)
+out=$3
+build=${4:-build/release}
+mkdir -p "$out"
+engineNodes=${ZELMARK_NODES:-20000}
+opponentNodes=${OPPONENT_NODES:-20000}
+for mode in without with; do
+    options=
+    [ "$mode" = with ] && options="BitbaseCache=16 BitbasePath=$bitbases"
+    # shellcheck disable=SC2086
+    nice -n 10 "$build/match" -engine "$build/zelmark" name=Zelmark nodes="$engineNodes" $options \
+        -engine stockfish nodes="$opponentNodes" -openings "$set_file" -timeout 20000 \
+        -pgnout "$out/$mode.pgn" > "$out/$mode.log" 2>&1 || true
+    printf '%s bitbases: ' "$mode"
+    count "$set_file" "$out/$mode.pgn" Zelmark
+done
