@@ -40,7 +40,7 @@ games)
         nice -n 10 "$build/match" "$@" -openings "$root/tools/match/openings.txt" order=random \
             -randomplies 2 -seed "$seed" -games "$games" -timeout 20000 \
             -pgnout "$out/$name.pgn" > "$out/$name.log" 2>&1 || true
-        tail -n 8 "$out/$name.log" | grep '^Score' || true
+        grep '^Score' "$out/$name.log" | tail -n 1
     }
     play stockfish 240 11 -engine stockfish -engine stockfish -each nodes=2000-8000
     play glaurung-zelmark 200 12 -engine glaurung -engine "$build/zelmark" -each nodes=3000-12000

@@ -27,6 +27,17 @@ usage() {
 # which side the engine had.
 count() {
     awk -v name="$3" '
+        function score(t, task) {
+            if (!(fen in truth)) { unknown++; return }
+            t = truth[fen]
+            if (t == "1/2-1/2") task = "hold"
+            else task = ((t == "1-0") == white) ? "win" : "lose"
+            games[task]++
+            if (result == t) right[task]++
+            else if (task == "win" && result == "1/2-1/2") drawn++
+            all++
+            good += (result == t)
+        }
         FNR == NR {
             if ($0 ~ /^#/ || NF < 6) next
             fen = $1 " " $2 " " $3 " " $4 " " $5 " " $6
@@ -37,19 +48,12 @@ count() {
         }
         /^\[FEN "/ { fen = $0; sub(/^\[FEN "/, "", fen); sub(/"\]$/, "", fen) }
         /^\[White "/ { white = ($0 == "[White \"" name "\"]") }
-        /^\[Result "/ {
-            result = $0; sub(/^\[Result "/, "", result); sub(/"\]$/, "", result)
-            if (!(fen in truth)) { unknown++; next }
-            t = truth[fen]
-            if (t == "1/2-1/2") task = "hold"
-            else task = ((t == "1-0") == white) ? "win" : "lose"
-            games[task]++
-            if (result == t) right[task]++
-            else if (task == "win" && result == "1/2-1/2") drawn++
-            all++
-            good += (result == t)
-        }
+        /^\[Result "/ { result = $0; sub(/^\[Result "/, "", result); sub(/"\]$/, "", result) }
+        /^\[/ { pending = 1; next }
+        # The tags come in any order: a game counts where its moves begin.
+        NF > 0 && pending { score(); pending = 0; fen = "" }
         END {
+            if (pending) score()
             printf "%s: %d of %d games right", name, good, all
             printf " (win %d of %d, hold %d of %d, lose %d of %d)", right["win"], games["win"], \
                 right["hold"], games["hold"], right["lose"], games["lose"]
