@@ -19,7 +19,7 @@ PATH=$PATH:/usr/games
 root=$(cd "$(dirname "$0")/../.." && pwd)
 
 usage() {
-    awk 'NR > 4 && !/^#/ { exit } NR > 4 { sub(/^# ?/, ""); print }' "$0"
+    awk '/^# Usage/ { on = 1 } on && !/^#/ { exit } on { sub(/^# ?/, ""); print }' "$0"
     exit "$1"
 }
 
