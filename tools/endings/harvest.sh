@@ -20,9 +20,13 @@ set -eu
 PATH=$PATH:/usr/games
 root=$(cd "$(dirname "$0")/../.." && pwd)
 
+# The usage is the comment above from "Usage:" on; on standard error when it refuses.
 usage() {
-    awk '/^# Usage/ { on = 1 } on && !/^#/ { exit } on { sub(/^# ?/, ""); print }' "$0"
+    if [ "$1" -eq 0 ]; then help; else help >&2; fi
     exit "$1"
+}
+help() {
+    awk '/^# Usage/ { on = 1 } on && !/^#/ { exit } on { sub(/^# ?/, ""); print }' "$0"
 }
 
 [ $# -ge 1 ] || usage 2

@@ -7,7 +7,7 @@
 #
 # Each position is played twice by tools/match, the engine on each side once, against Debian's
 # stockfish (in /usr/games), both at a fixed number of nodes a move (ZELMARK_NODES, default
-# 20000; OPPONENT_NODES, default 20000). The games run to mate, repetition, the fifty-move rule or
+# 10000; OPPONENT_NODES, default 10000). The games run to mate, repetition, the fifty-move rule or
 # too little material: nothing is adjudicated. Without bitbases the engine plays as it ships;
 # with them it gets BitbaseCache=16 and BitbasePath=BITBASE_DIR. The games and logs are written
 # to OUT_DIR (without.pgn, with.pgn), then counted.
@@ -18,9 +18,13 @@ set -eu
 PATH=$PATH:/usr/games
 root=$(cd "$(dirname "$0")/../.." && pwd)
 
+# The usage is the comment above from "Usage:" on; on standard error when it refuses.
 usage() {
-    awk '/^# Usage/ { on = 1 } on && !/^#/ { exit } on { sub(/^# ?/, ""); print }' "$0"
+    if [ "$1" -eq 0 ]; then help; else help >&2; fi
     exit "$1"
+}
+help() {
+    awk '/^# Usage/ { on = 1 } on && !/^#/ { exit } on { sub(/^# ?/, ""); print }' "$0"
 }
 
 # The games of a PGN against the set: the FEN tag finds the true result, the White tag says
@@ -77,8 +81,8 @@ bitbases=$(cd "$2" && pwd)
 out=$3
 build=${4:-build/release}
 mkdir -p "$out"
-engineNodes=${ZELMARK_NODES:-20000}
-opponentNodes=${OPPONENT_NODES:-20000}
+engineNodes=${ZELMARK_NODES:-10000}
+opponentNodes=${OPPONENT_NODES:-10000}
 for mode in without with; do
     options=
     [ "$mode" = with ] && options="BitbaseCache=16 BitbasePath=$bitbases"
