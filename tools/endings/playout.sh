@@ -3,6 +3,7 @@
 # bitbases and once without, and counts the games whose result is the true one.
 #
 # Usage: tools/endings/playout.sh SET.epd BITBASE_DIR OUT_DIR [BUILD_DIR]
+#        tools/endings/playout.sh match SET.epd BITBASE_DIR OUT_DIR [BUILD_DIR]
 #        tools/endings/playout.sh count SET.epd GAMES.pgn NAME
 #
 # Each position is played twice by tools/match, the engine on each side once, against Debian's
@@ -11,6 +12,9 @@
 # too little material: nothing is adjudicated. Without bitbases the engine plays as it ships;
 # with them it gets BitbaseCache=16 and BitbasePath=BITBASE_DIR. The games and logs are written
 # to OUT_DIR (without.pgn, with.pgn), then counted.
+# match    plays the engine with bitbases against itself without them from every position of
+#          the set, each twice with colours swapped, at a fast clock (MATCH_TC, default 1+0.02),
+#          into OUT_DIR/match.pgn, and prints the score with its Elo margin.
 # count    prints the counts for games already played: NAME is the engine's name in the PGN.
 #          A game is right when its result is the set's; the counts are split by what the engine
 #          had to do: win (its side wins with best play), hold (a draw) and lose.
@@ -75,6 +79,17 @@ count)
     exit 0
     ;;
 esac
+if [ "$1" = match ]; then
+    [ $# -ge 4 ] || usage 2
+    bitbases=$(cd "$3" && pwd)
+    build=${5:-build/release}
+    mkdir -p "$4"
+    nice -n 10 "$build/match" -engine "$build/zelmark" name=Bitbases BitbaseCache=16 \
+        BitbasePath="$bitbases" -engine "$build/zelmark" name=Plain -openings "$2" \
+        -tc "${MATCH_TC:-1+0.02}" -pgnout "$4/match.pgn" > "$4/match.log" 2>&1 || true
+    sed -n '/=== Summary/,$p' "$4/match.log"
+    exit 0
+fi
 [ $# -ge 3 ] || usage 2
 set_file=$1
 bitbases=$(cd "$2" && pwd)
