@@ -20,7 +20,6 @@
 #          had to do: win (its side wins with best play), hold (a draw) and lose.
 set -eu
 PATH=$PATH:/usr/games
-root=$(cd "$(dirname "$0")/../.." && pwd)
 
 # The usage is the comment above from "Usage:" on; on standard error when it refuses.
 usage() {
