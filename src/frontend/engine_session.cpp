@@ -11,6 +11,8 @@
 #include "frontend/test_reporter.h"
 #include "frontend/uci_interpreter.h"
 #include "frontend/uci_reporter.h"
+#include "frontend/xboard_adapter.h"
+#include "frontend/xboard_reporter.h"
 #include "search/limits.h"
 #include "search/searcher.h"
 
@@ -29,6 +31,8 @@ EngineSession::EngineSession(const SessionSettings& sessionSettings)
 }
 
 EngineSession::~EngineSession() {
+    // The adapter goes first: its queue thread works on the interpreter.
+    xboardAdapter.reset();
     uciInterpreter.reset();
     // Stops a search that still runs and joins its thread.
     searchController.reset();
@@ -47,8 +51,13 @@ bool EngineSession::quitRequested() const {
 
 void EngineSession::wireProtocol(Protocol protocol) {
     // The test driver and xboard bring reporters of their own; each plugs in here.
+    XboardReporter* xboardReporter = nullptr;
     if (protocol == Protocol::UciTest) {
         protocolReporter = std::make_unique<TestReporter>(mainSearcher.get(), searchLimits.get());
+    } else if (protocol == Protocol::Xboard) {
+        auto reporter = std::make_unique<XboardReporter>(mainSearcher.get(), searchLimits.get());
+        xboardReporter = reporter.get();
+        protocolReporter = std::move(reporter);
     } else {
         protocolReporter = std::make_unique<UciReporter>(mainSearcher.get(), searchLimits.get());
     }
@@ -60,6 +69,11 @@ void EngineSession::wireProtocol(Protocol protocol) {
     uciInterpreter = std::make_unique<UciInterpreter>(mainSearcher.get(), protocolReporter.get(),
                                                       searchController.get(), hidden);
     handler = uciInterpreter.get();
+    if (xboardReporter) {
+        xboardAdapter = std::make_unique<XboardAdapter>(uciInterpreter.get(), xboardReporter);
+        xboardReporter->adapter = xboardAdapter.get();
+        handler = xboardAdapter.get();
+    }
     mainSearcher->setReporter(protocolReporter.get());
 }
 

@@ -1,8 +1,9 @@
 // The objects of one run of the engine. The main searcher, the limits and the reader of a game
 // file named on the command line live for the whole run; the first protocol word adds, once and for
-// good, the reporter, the search controller and the interpreter. They are torn down in the reverse
-// order, so that no search thread outlives what it uses. The command loop feeds it standard input;
-// tests and fuzz targets feed it lines in-process and collect its output through a sink.
+// good, the reporter, the search controller, the interpreter and, under xboard, the adapter. They
+// are torn down in the reverse order, so that no search thread outlives what it uses. The command
+// loop feeds it standard input; tests and fuzz targets feed it lines in-process and collect its
+// output through a sink.
 #pragma once
 
 #include <cstddef>
@@ -15,6 +16,7 @@ class Reporter;
 class SearchController;
 class SearchLimits;
 class UciInterpreter;
+class XboardAdapter;
 struct Searcher;
 
 // Three MiB, which is why the Hash option's default is 3.
@@ -65,6 +67,8 @@ class EngineSession {
     std::unique_ptr<Reporter> protocolReporter;
     std::unique_ptr<SearchController> searchController;
     std::unique_ptr<UciInterpreter> uciInterpreter;
+    // Under xboard only: the adapter in front of the interpreter, with its command queue.
+    std::unique_ptr<XboardAdapter> xboardAdapter;
     // What takes the lines once the protocol is chosen: the interpreter, or under xboard the
     // adapter in front of it.
     CommandHandler* handler = nullptr;
