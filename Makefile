@@ -56,12 +56,15 @@ sanitize: $(SANITIZE_DIR)/CMakeCache.txt
 	UBSAN_OPTIONS=print_stacktrace=1 \
 	$(CTEST) --test-dir $(SANITIZE_DIR) --output-on-failure --no-tests=error -j $(CTEST_JOBS)
 
-# The threaded tests under the thread sanitizer. The shared table and the move filter are
-# lockless by design; their races are listed in tests/tsan.supp and nothing else may race.
+# The threaded tests under the thread sanitizer: the search's, and the xboard session's with its
+# command queue. The shared table and the move filter are lockless by design; their races are
+# listed in tests/tsan.supp and nothing else may race.
 tsan: $(TSAN_DIR)/CMakeCache.txt
-	$(CMAKE) --build $(TSAN_DIR) --target test_search -j $(JOBS)
+	$(CMAKE) --build $(TSAN_DIR) --target test_search test_frontend -j $(JOBS)
 	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1 second_deadlock_stack=1" \
 	./$(TSAN_DIR)/tests/test_search --gtest_filter='Threads.*'
+	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1 second_deadlock_stack=1" \
+	./$(TSAN_DIR)/tests/test_frontend --gtest_filter='Threads.*'
 
 # Each fuzz target runs FUZZ_SECONDS on a scratch copy of its seed corpus (fuzz/corpus stays as
 # it is). A crash, leak, hang or failed check leaves its input and log in build/fuzz/runs/<name>/
