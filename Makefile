@@ -72,7 +72,7 @@ tsan: $(TSAN_DIR)/CMakeCache.txt
 fuzz: $(FUZZ_DIR)/CMakeCache.txt
 	$(CMAKE) --build $(FUZZ_DIR) --target fuzzers -j $(JOBS)
 	@status=0; \
-	for spec in fen:256 move:80 uci:2048 net:8192 pgn:4096 book:4096 bitbase:4096 mat:4096; do \
+	for spec in fen:256 move:80 uci:2048 xboard:2048 net:8192 pgn:4096 book:4096 bitbase:4096 mat:4096; do \
 		name=$${spec%%:*}; length=$${spec#*:}; work=$(FUZZ_DIR)/runs/$$name; \
 		rm -rf $$work && mkdir -p $$work/corpus && cp fuzz/corpus/$$name/* $$work/corpus/; \
 		echo "fuzzing $$name for $(FUZZ_SECONDS) s"; \
