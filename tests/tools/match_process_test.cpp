@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -127,6 +128,40 @@ TEST(MatchProcess, EngineBinaryAgainstItselfPlaysCleanGames) {
     }
     EXPECT_TRUE(m.player(0).undeclaredOptions.empty());
     EXPECT_TRUE(m.player(1).undeclaredOptions.empty());  // threads found NumberOfProcessors
+}
+
+// The engine under xboard, in a directory whose ini file turns its book off, against itself
+// under UCI: standard chess with pondering on both sides, and Chess960.
+TEST(MatchProcess, XboardEngineAgainstUciPlaysCleanGames) {
+    const std::string directory = tempPath("xboard_engine");
+    ASSERT_EQ(std::system(("mkdir -p " + directory).c_str()), 0);
+    std::ofstream(directory + "/Zelmark.ini")
+        << "setoption name OwnBook value false\nsetoption name Hash value 16\n";
+    for (const bool chess960 : {false, true}) {
+        match::MatchSettings s =
+            settingsFor("sh -c 'cd " + directory + " && exec " + ZELMARK_BINARY + "'",
+                        ZELMARK_BINARY, 2, chess960 ? "xboard960.pgn" : "xboard.pgn");
+        s.baseSeconds = 1;
+        s.incrementSeconds = 0.05;
+        s.timeControl = "1+0.05";
+        s.lagMs = 250;
+        s.chess960 = chess960;
+        if (chess960)
+            s.openingsPath = std::string(ZELMARK_TEST_DATA) + "/../../tools/match/openings960.txt";
+        s.engines[0].xboard = true;
+        s.engines[0].ponder = s.engines[1].ponder = true;
+        s.engines[1].options = {{"OwnBook", "false"}};
+        match::Match m(s, nullptr);
+        EXPECT_EQ(m.run(), 0) << (chess960 ? "Chess960" : "standard");
+        EXPECT_EQ(m.gamesPlayed(), 2);
+        for (int i = 0; i < 2; ++i) {
+            const match::PlayerCounters& c = m.player(i).counters;
+            EXPECT_EQ(c.crashes + c.hangs + c.illegalMoves + c.timeLosses + c.restarts + c.refusals,
+                      0)
+                << (chess960 ? "Chess960, " : "standard, ") << "engine " << i;
+        }
+        EXPECT_EQ(m.player(0).name, "Zelmark 2.8");
+    }
 }
 
 TEST(MatchProcess, PonderHitAndPonderMissFollowTheProtocol) {

@@ -59,6 +59,13 @@ TEST(InfoLines, ScoreOfThePrincipalLine) {
     ASSERT_TRUE(match::parseInfoScore("info score mate 5", score));
     EXPECT_GT(mateIn3, score);
     EXPECT_GT(score, 10000);
+
+    // xboard's thinking lines: depth, score, time, nodes, then the line.
+    ASSERT_TRUE(match::parseThinkingScore("9 -35 120 45678 e2e4 e7e5", score));
+    EXPECT_EQ(score, -35);
+    EXPECT_FALSE(match::parseThinkingScore("move e2e4", score));
+    EXPECT_FALSE(match::parseThinkingScore("Error (unknown command): 9 5", score));
+    EXPECT_FALSE(match::parseThinkingScore("12 5 7", score));
 }
 
 TEST(MemoryTrace, GrowthCountsFromTheEndOfTheWarmUpOrTheLastRestart) {
@@ -109,6 +116,16 @@ TEST(CommandLine, EnginesAndSharedSettings) {
     EXPECT_FALSE(s.engines[1].ponder);
     EXPECT_EQ(s.engines[1].threads, 2);
     EXPECT_EQ(s.games, 200);  // rounds are pairs of games
+    EXPECT_FALSE(s.engines[0].xboard);
+
+    s = match::MatchSettings();
+    ASSERT_EQ(match::parseArguments(
+                  {"-engine", "./a", "proto=xboard", "ponder=true", "-engine", "./b", "proto=uci"},
+                  s, error),
+              match::ParseResult::Run)
+        << error;
+    EXPECT_TRUE(s.engines[0].xboard);
+    EXPECT_FALSE(s.engines[1].xboard);
 
     for (const std::vector<std::string>& bad : std::vector<std::vector<std::string>>{
              {"-engine", "./a"},
@@ -117,7 +134,11 @@ TEST(CommandLine, EnginesAndSharedSettings) {
              {"-engine", "./a", "ponder=maybe", "-engine", "./b"},
              {"-engine", "./a", "-engine", "./b", "-resign", "score=600"},
              {"-engine", "./a", "-engine", "./b", "-maxgrowth", "-1"},
-             {"-engine", "./a", "-engine", "./b", "stray"}}) {
+             {"-engine", "./a", "-engine", "./b", "stray"},
+             {"-engine", "./a", "proto=cecp", "-engine", "./b"},
+             // Under xboard the engine's own settings file holds its options.
+             {"-engine", "./a", "proto=xboard", "Hash=16", "-engine", "./b"},
+             {"-engine", "./a", "proto=xboard", "-engine", "./b", "-nodes", "100"}}) {
         EXPECT_EQ(match::parseArguments(bad, s, error), match::ParseResult::Error) << bad.back();
     }
 }

@@ -10,8 +10,8 @@ namespace match {
 const char* const HelpText =
     "Usage: match -engine CMD [KEY=VALUE...] -engine CMD [KEY=VALUE...] [options]\n"
     "\n"
-    "Plays two UCI engines against each other, one game at a time, and adjudicates every\n"
-    "move with the engine's own board code.\n"
+    "Plays two engines (UCI or xboard) against each other, one game at a time, and\n"
+    "adjudicates every move with the engine's own board code.\n"
     "\n"
     "Engines:\n"
     "  -engine CMD [KEY=VALUE...]  an engine command line (quote it if it has arguments),\n"
@@ -24,6 +24,10 @@ const char* const HelpText =
     "                      the clock, depth=N to N plies ('go depth N'); both may be given.\n"
     "                      LOW-HIGH draws the value for every move from the seeded generator,\n"
     "                      so that games at a fixed limit vary. Not with ponder.\n"
+    "                      proto=xboard speaks the xboard protocol 2 to it instead of UCI\n"
+    "                      (new, level, time, otim, usermove, go, hard/easy for ponder); it\n"
+    "                      takes no other settings: start it where its own settings file is,\n"
+    "                      e.g. -engine \"sh -c 'cd DIR && exec ENGINE'\" proto=xboard.\n"
     "  -each KEY=VALUE...  the same settings for both engines\n"
     "  -nodes N[-M]        the same as -each nodes=N[-M]\n"
     "\n"
@@ -72,8 +76,9 @@ const char* const HelpText =
     "\n"
     "Options may be written with one dash or two. The Elo margin is the 95 % interval of the\n"
     "pentanomial model over game pairs, with the trinomial one beside it.\n"
-    "Exit status: 0 clean, 1 if any engine crashed, hung, made an illegal move, lost on time\n"
-    "or grew beyond -maxgrowth, 2 for a usage or set-up error.\n";
+    "Exit status: 0 clean, 1 if any engine crashed, hung, made an illegal move, lost on time,\n"
+    "refused an input under xboard (an \"Error\" or \"Illegal move\" line) or grew beyond\n"
+    "-maxgrowth, 2 for a usage or set-up error.\n";
 
 namespace {
 
@@ -155,6 +160,12 @@ bool applyEngineSetting(EngineSettings& e, const std::string& setting, std::stri
     } else if (k == "threads") {
         if (!parseInteger(value, e.threads) || e.threads < 1)
             error = "threads needs a positive number: " + setting;
+    } else if (k == "proto") {
+        if (value == "xboard" || value == "uci") {
+            e.xboard = value == "xboard";
+        } else {
+            error = "proto needs uci or xboard: " + setting;
+        }
     } else {
         e.options.emplace_back(key, value);
     }
@@ -335,6 +346,13 @@ ParseResult parseArguments(const std::vector<std::string>& args, MatchSettings& 
         // A search limit replaces the clock, on whose time a ponder search would run.
         if (s.engines[e].ponder && s.engines[e].offClock()) {
             error = "engine " + std::to_string(e + 1) + ": ponder needs the clock";
+            return ParseResult::Error;
+        }
+        // The xboard protocol has no options to set and a clock of its own.
+        const EngineSettings& x = s.engines[e];
+        if (x.xboard && (!x.options.empty() || x.threads > 0 || x.offClock())) {
+            error = "engine " + std::to_string(e + 1) +
+                    ": proto=xboard takes no options, threads, nodes or depth";
             return ParseResult::Error;
         }
     }

@@ -72,7 +72,7 @@ int Match::run() {
 bool Match::faulty() const {
     for (const Player& p : players_) {
         const PlayerCounters& c = p.counters;
-        if (c.crashes || c.hangs || c.illegalMoves || c.timeLosses) return true;
+        if (c.crashes || c.hangs || c.illegalMoves || c.timeLosses || c.refusals) return true;
         if (settings_.maxGrowthKiB >= 0 && p.memory.growth() > settings_.maxGrowthKiB) return true;
     }
     return false;
@@ -85,6 +85,11 @@ Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
     for (int c = 0; c < 2; ++c) {
         Verdict v = readyForGame(*side[c], c == 0);
         if (v.over()) return v;
+        if (side[c]->xboard() && !setUpXboardGame(*side[c], game)) {
+            std::string error;
+            side[c]->fail(ReadStatus::Closed, "the game's set-up", error);
+            return engineFault(*side[c], c == 0, error);
+        }
     }
     GameClock clock(seconds(settings_.baseSeconds), seconds(settings_.incrementSeconds),
                     static_cast<int64_t>(settings_.lagMs) * 1000);
@@ -98,7 +103,9 @@ Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
         EngineConnection* other = &side[1 - c]->process;
         std::string error;
         bool sent;
-        if (!pondering[c].empty() && pondering[c] == game.uciMoves().back()) {
+        if (mover.xboard()) {
+            sent = sendXboardTurn(mover, clock, white, game);
+        } else if (!pondering[c].empty() && pondering[c] == game.uciMoves().back()) {
             sent = mover.process.send("ponderhit");
         } else {
             if (!pondering[c].empty() && !mover.stopSearch(error, other)) {
@@ -128,7 +135,18 @@ Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
         for (;;) {
             s = mover.process.readLine(line, flag, other);
             if (s != ReadStatus::Line) break;
-            if (line.compare(0, 5, "info ") == 0) {
+            if (mover.xboard()) {
+                int value = 0;
+                if (line.compare(0, 5, "move ") == 0) break;
+                if (parseThinkingScore(line, value)) {
+                    hasScore = true;
+                    score = value;
+                } else if (line.compare(0, 7, "Error (") == 0 ||
+                           line.compare(0, 13, "Illegal move:") == 0) {
+                    ++mover.counters.refusals;
+                    note("%s (%s): %s\n", mover.name.c_str(), colourName(white), line.c_str());
+                }
+            } else if (line.compare(0, 5, "info ") == 0) {
                 int value = 0;
                 if (parseInfoScore(line, value)) {
                     hasScore = true;
@@ -163,10 +181,12 @@ Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
             }
             break;
         }
-        std::istringstream words(line.substr(std::min<size_t>(line.size(), 9)));
+        std::istringstream words(
+            line.substr(std::min<size_t>(line.size(), mover.xboard() ? 5 : 9)));
         std::string move, word;
         words >> move;
         if (words >> word && word == "ponder") words >> ponderMove;
+        if (mover.xboard()) move = kingTakesRook(game, move);
         if (!game.play(move)) {
             ++mover.counters.illegalMoves;
             v = forfeit(white, Ending::IllegalMove,
@@ -174,10 +194,12 @@ Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
                             " makes an illegal move: " + (move.empty() ? "(none)" : move));
             break;
         }
+        // The engine knows its own move.
+        if (mover.xboard()) mover.pliesSent = game.uciMoves().size();
         adjudicator.record(white, hasScore, score);
         v = game.verdict();
         if (!v.over()) v = adjudicator.check(game.moveNumber());
-        if (!v.over() && mover.settings().ponder && !ponderMove.empty()) {
+        if (!v.over() && mover.settings().ponder && !mover.xboard() && !ponderMove.empty()) {
             Referee guess = game;
             if (guess.play(ponderMove) && !guess.verdict().over() &&
                 mover.process.send(guess.positionCommand()) &&
@@ -191,8 +213,66 @@ Verdict Match::playGame(int whiteIndex, const Opening& opening, Referee& game) {
     for (int c = 0; c < 2; ++c) {
         std::string error;
         if (!pondering[c].empty()) side[c]->stopSearch(error, &side[1 - c]->process);
+        // An xboard engine ponders by itself and learns the result.
+        if (side[c]->xboard() && side[c]->process.running()) {
+            side[c]->process.send(std::string("result ") + resultText(v.outcome) + " {" + v.detail +
+                                  "}");
+            side[c]->stopSearch(error, &side[1 - c]->process);
+        }
     }
     return v;
+}
+
+// xboard writes castling in Chess960 as O-O and O-O-O; the referee wants the king taking its
+// rook. Anything else stays as it is.
+std::string Match::kingTakesRook(const Referee& game, const std::string& move) {
+    if (move != "O-O" && move != "O-O-O") return move;
+    const Position& p = game.position();
+    const SideState& us = p.toMove();
+    auto square = [](const std::string& text, size_t at) {
+        return (7 - (text[at + 1] - '1')) * 8 + (text[at] - 'a');
+    };
+    for (const std::string& m : game.legalMoves()) {
+        const int from = square(m, 0);
+        const int to = square(m, 2);
+        if (from != us.kingSquare() || !(us.pieces[Rook] >> to & 1)) continue;
+        if ((to % 8 > from % 8) == (move == "O-O")) return m;
+    }
+    return move;
+}
+
+// New game under xboard, after `new`: the variant, the clock, pondering, and the position
+// with the opening's moves, all in force mode.
+bool Match::setUpXboardGame(Player& p, const Referee& game) {
+    char level[64];
+    const int baseSeconds = static_cast<int>(settings_.baseSeconds);
+    std::snprintf(level, sizeof level, "level 0 %d:%02d %g", baseSeconds / 60, baseSeconds % 60,
+                  settings_.incrementSeconds);
+    bool sent = p.process.send("force") &&
+                (!settings_.chess960 || p.process.send("variant fischerandom")) &&
+                p.process.send(level) && p.process.send("post") &&
+                p.process.send(p.settings().ponder ? "hard" : "easy");
+    if (game.startFen() != StandardStartFen)
+        sent = sent && p.process.send("setboard " + game.startFen());
+    for (const std::string& m : game.uciMoves()) sent = sent && p.process.send("usermove " + m);
+    p.pliesSent = game.uciMoves().size();
+    p.moving = false;
+    std::string error;
+    return sent && p.synchronise(error);
+}
+
+// The engine's turn under xboard: its clocks, the moves it has not seen, and `go` the first
+// time in a game; after that the opponent's move starts its search.
+bool Match::sendXboardTurn(Player& p, const GameClock& clock, bool white, const Referee& game) {
+    bool sent = p.process.send("time " + std::to_string(clock.reportedMs(white) / 10)) &&
+                p.process.send("otim " + std::to_string(clock.reportedMs(!white) / 10));
+    const std::vector<std::string>& moves = game.uciMoves();
+    for (size_t i = p.pliesSent; i < moves.size(); ++i)
+        sent = sent && p.process.send("usermove " + moves[i]);
+    p.pliesSent = moves.size();
+    if (!p.moving) sent = sent && p.process.send("go");
+    p.moving = true;
+    return sent;
 }
 
 Verdict Match::engineFault(Player& p, bool white, const std::string& error) {
@@ -205,8 +285,9 @@ Verdict Match::engineFault(Player& p, bool white, const std::string& error) {
 
 Verdict Match::readyForGame(Player& p, bool white) {
     std::string error;
+    const char* newGame = p.xboard() ? "new" : "ucinewgame";
     if (p.process.running()) {
-        if (p.process.send("ucinewgame") && p.synchronise(error)) {
+        if (p.process.send(newGame) && p.synchronise(error)) {
             p.failedStarts = 0;
             return {};
         }
@@ -216,7 +297,7 @@ Verdict Match::readyForGame(Player& p, bool white) {
     ++p.counters.restarts;
     p.memory.baseline = 0;  // a new process warms up anew
     note("%s: restarting\n", p.name.c_str());
-    if (p.start(error) && p.process.send("ucinewgame") && p.synchronise(error)) {
+    if (p.start(error) && p.process.send(newGame) && p.synchronise(error)) {
         p.failedStarts = 0;
         return {};
     }
@@ -369,9 +450,10 @@ void Match::printSummary() {
         const PlayerCounters& c = p.counters;
         note(
             "%s: %d wins, %d draws, %d losses; crashes %d, hangs %d, illegal moves %d, "
-            "time losses %d, restarts %d\n",
+            "time losses %d, restarts %d%s\n",
             p.name.c_str(), c.wins, c.draws, c.losses, c.crashes, c.hangs, c.illegalMoves,
-            c.timeLosses, c.restarts);
+            c.timeLosses, c.restarts,
+            p.xboard() ? (", refused inputs " + std::to_string(c.refusals)).c_str() : "");
     }
     for (const Player& p : players_) {
         const MemoryTrace& m = p.memory;

@@ -50,6 +50,9 @@ class Match {
     // ucinewgame and isready, restarting the engine first if it is down. An engine that
     // cannot be brought up loses the game.
     Verdict readyForGame(Player& p, bool white);
+    bool setUpXboardGame(Player& p, const Referee& game);
+    static std::string kingTakesRook(const Referee& game, const std::string& move);
+    bool sendXboardTurn(Player& p, const GameClock& clock, bool white, const Referee& game);
     bool prepare();
     bool setupFailed();
     // Game g plays opening g / 2; the first engine has White in even games.

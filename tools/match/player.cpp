@@ -10,6 +10,7 @@ bool Player::start(std::string& error) {
         ++counters.crashes;
         return false;
     }
+    if (settings_.xboard) return startXboard(error);
     if (!process.send("uci")) return fail(ReadStatus::Closed, "uci", error);
     std::string line;
     for (;;) {
@@ -35,8 +36,39 @@ bool Player::start(std::string& error) {
     return synchronise(error);
 }
 
-bool Player::synchronise(std::string& error) {
+bool Player::startXboard(std::string& error) {
+    if (!process.send("xboard") || !process.send("protover 2"))
+        return fail(ReadStatus::Closed, "protover", error);
     std::string line;
+    for (;;) {
+        const ReadStatus s = process.readLine(line, deadline());
+        if (s != ReadStatus::Line) return fail(s, "feature done=1", error);
+        if (line.compare(0, 8, "feature ") != 0) continue;
+        const size_t name = line.find("myname=\"");
+        if (name != std::string::npos) {
+            const size_t end = line.find('"', name + 8);
+            idName = line.substr(name + 8, end == std::string::npos ? end : end - name - 8);
+        }
+        if (line.find("done=1") != std::string::npos) break;
+        // Every feature is welcome.
+        const size_t eq = line.find('=');
+        if (eq != std::string::npos && line.find("done=") == std::string::npos)
+            process.send("accepted " + line.substr(8, eq - 8));
+    }
+    return synchronise(error);
+}
+
+bool Player::synchronise(std::string& error, EngineConnection* other) {
+    std::string line;
+    if (settings_.xboard) {
+        const std::string ping = std::to_string(++pings_);
+        if (!process.send("ping " + ping)) return fail(ReadStatus::Closed, "ping", error);
+        for (;;) {
+            const ReadStatus s = process.waitFor("pong", deadline(), line, other);
+            if (s != ReadStatus::Line) return fail(s, "pong " + ping, error);
+            if (line == "pong " + ping) return true;
+        }
+    }
     if (!process.send("isready")) return fail(ReadStatus::Closed, "isready", error);
     const ReadStatus s = process.waitFor("readyok", deadline(), line);
     return s == ReadStatus::Line || fail(s, "readyok", error);
@@ -44,6 +76,11 @@ bool Player::synchronise(std::string& error) {
 
 bool Player::stopSearch(std::string& error, EngineConnection* other) {
     std::string line;
+    if (settings_.xboard) {
+        moving = false;
+        return process.send("force") ? synchronise(error, other)
+                                     : fail(ReadStatus::Closed, "force", error);
+    }
     if (!process.send("stop")) return fail(ReadStatus::Closed, "stop", error);
     const ReadStatus s = process.waitFor("bestmove", deadline(), line, other);
     return s == ReadStatus::Line || fail(s, "bestmove after stop", error);

@@ -21,6 +21,8 @@ struct PlayerCounters {
     int illegalMoves = 0;
     int timeLosses = 0;
     int restarts = 0;
+    // Lines an xboard engine writes about an input it refused ("Error (...)", "Illegal move").
+    int refusals = 0;
 };
 
 // Resident memory of an engine between games, in KiB. The baseline is taken at the end of the
@@ -51,15 +53,19 @@ class Player {
         process.setLog(label, match.debug);
     }
 
-    // Starts the process and runs uci, the options, isready. A failure is counted as a crash
+    // Starts the process and runs uci, the options, isready (under xboard: xboard, protover 2
+    // and its features, ping). A failure is counted as a crash
     // (the process ended) or a hang (it went silent) and leaves the process killed.
     bool start(std::string& error);
 
-    // isready / readyok.
-    bool synchronise(std::string& error);
+    // isready / readyok, or ping / pong.
+    bool synchronise(std::string& error, EngineConnection* other = nullptr);
 
-    // Stops a running search and throws its bestmove away.
+    // Stops a running search and throws its bestmove away; under xboard `force`, which also
+    // ends pondering, and a ping.
     bool stopSearch(std::string& error, EngineConnection* other);
+
+    bool xboard() const { return settings_.xboard; }
 
     // Counts the fault and kills the process, which the next game restarts.
     bool fail(ReadStatus status, const std::string& awaited, std::string& error);
@@ -75,14 +81,21 @@ class Player {
     MemoryTrace memory;
     int failedStarts = 0;  // in a row; the match gives up at three
     Ending lastFault = Ending::Crash;
+    // Under xboard: the game's plies the engine has been told of, and whether it has been
+    // sent `go` in this game (after that, a user move starts its search).
+    size_t pliesSent = 0;
+    bool moving = false;
 
   private:
     TimePoint deadline() const;
     void setOption(const std::string& option, const std::string& value);
 
+    bool startXboard(std::string& error);
+
     EngineSettings settings_;
     bool chess960_;
     int timeoutMs_;
+    int pings_ = 0;
 };
 
 }  // namespace match

@@ -71,4 +71,15 @@ bool parseInfoScore(const std::string& line, int& score) {
     return found;
 }
 
+bool parseThinkingScore(const std::string& line, int& score) {
+    std::istringstream in(line);
+    long depth = 0;
+    long value = 0;
+    double time = 0;
+    double nodes = 0;
+    if (!(in >> depth >> value >> time >> nodes)) return false;
+    score = static_cast<int>(std::max(-1000000L, std::min(value, 1000000L)));
+    return true;
+}
+
 }  // namespace match

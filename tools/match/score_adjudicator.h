@@ -35,4 +35,7 @@ class ScoreAdjudicator {
 // lines without one or for the second and further lines of a multi-PV search.
 bool parseInfoScore(const std::string& line, int& score);
 
+// An xboard thinking line, "DEPTH SCORE TIME NODES PV...", and its score in centipawns.
+bool parseThinkingScore(const std::string& line, int& score);
+
 }  // namespace match

@@ -25,6 +25,9 @@ struct EngineSettings {
     int threads = 0;  // 0: the engine's default
     SearchLimit nodes;
     SearchLimit depth;
+    // Spoken to in the xboard protocol (version 2) instead of UCI. Such an engine takes no
+    // options from the driver and ponders by itself when ponder is on.
+    bool xboard = false;
 
     // An engine with a node or depth limit plays without a clock.
     bool offClock() const { return nodes.on() || depth.on(); }
