@@ -88,6 +88,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     EngineSession session(settings);
     session.handleLine("xboard");
     const auto budgetEnd = std::chrono::steady_clock::now() + SessionBudget;
+    // Before the handshake the harness's own `time` would end the session.
+    bool handshake = false;
 
     for (std::string& line : inputLines(data, size)) {
         if (std::chrono::steady_clock::now() > budgetEnd) break;
@@ -97,7 +99,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (word == "sd" && line.size() > 4) line = "sd 3";
         session.handleLine(line.c_str());
         if (session.quitRequested()) break;
-        session.handleLine("time 50");
+        handshake = handshake || word == "protover";
+        if (handshake) session.handleLine("time 50");
 
         const auto searchEnd = std::chrono::steady_clock::now() + SearchGrace;
         while (ownSearchRunning(session) && std::chrono::steady_clock::now() < searchEnd)
