@@ -20,13 +20,6 @@ uint32_t toPoints(double gain) {
     return static_cast<uint32_t>(gain);
 }
 
-int ratingOf(const PlayerRatings& ratings, const PgnTags& tags, const char* tag) {
-    const auto name = tags.find(tag);
-    if (name == tags.end()) return 0;
-    const auto rating = ratings.find(name->second);
-    return rating == ratings.end() ? 0 : rating->second;
-}
-
 }  // namespace
 
 float pointsRating(uint64_t own, uint64_t other) {
@@ -51,38 +44,12 @@ BookEditor::BookEditor() : gameKeys(GameKeyCount) {
 
 bool BookEditor::addGames(const std::string& fileName, uint32_t value, bool all, bool calcElo,
                           int minElo) {
-    PgnReader reader(fileName);
-    if (!reader.is_open()) return false;
-    PlayerRatings ratings;
-    if (calcElo) computeRatings(fileName, ratings);
-
-    std::vector<Move> moves;
-    PgnTags tags;
-    std::string fen;
-    int resultCode = ResultOther, whiteElo = 0, blackElo = 0;
-    for (;;) {
-        if (!reader.readGame(moves, &tags, &resultCode, &fen, &whiteElo, &blackElo)) {
-            // A broken game leaves the stream just past the fault, and reading goes on from
-            // there; only the end of the file ends the loop.
-            if (!reader.good()) break;
-            continue;
-        }
-        if (calcElo) {
-            whiteElo = ratingOf(ratings, tags, "White");
-            blackElo = ratingOf(ratings, tags, "Black");
-        }
-        if (minElo >= 0 && (whiteElo < minElo || blackElo < minElo)) continue;
-        int result = 0;
-        if (resultCode == ResultWhiteWins) {
-            result = 1;
-        } else if (resultCode == ResultBlackWins) {
-            result = -1;
-        } else if (resultCode != ResultDraw) {
-            continue;
-        }
-        addGame(moves, fen, value, static_cast<int64_t>(whiteElo) - blackElo, all, result);
-    }
-    return true;
+    return forEachDecidedGame(fileName, calcElo, minElo,
+                              [&](const std::vector<Move>& moves, const std::string& fen,
+                                  int whiteElo, int blackElo, int result) {
+                                  addGame(moves, fen, value,
+                                          static_cast<int64_t>(whiteElo) - blackElo, all, result);
+                              });
 }
 
 bool BookEditor::addGame(const std::vector<Move>& moves, const std::string& fen, uint32_t value,

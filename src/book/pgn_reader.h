@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -87,3 +88,14 @@ class PgnReader : public std::ifstream {
 // Ratings of the file's players from the results of its games, the mean held at 2,400. Reads
 // up to the first game that fails. A file that does not open leaves `ratings` as it was.
 void computeRatings(const std::string& fileName, PlayerRatings& ratings);
+
+// A decided or drawn game as the statistics take it: `result` is +1, -1 or 0 for a White win,
+// a Black win or a draw, and the ratings are 0 where unknown.
+using DecidedGameVisitor =
+    std::function<void(const std::vector<Move>& moves, const std::string& fen, int whiteElo,
+                       int blackElo, int result)>;
+// Hands every decided or drawn game of a file whose players both have at least `minElo`
+// (negative: any) to `visit`; with `calcElo` the ratings come from the file's own results. A
+// broken game is passed over. False only if the file does not open.
+bool forEachDecidedGame(const std::string& fileName, bool calcElo, int minElo,
+                        const DecidedGameVisitor& visit);

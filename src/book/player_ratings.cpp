@@ -85,3 +85,50 @@ void computeRatings(const std::string& fileName, PlayerRatings& ratings) {
     ratings.clear();
     for (const auto& entry : players) ratings[entry.first] = truncatedRating(entry.second.rating);
 }
+
+namespace {
+
+int ratingOf(const PlayerRatings& ratings, const PgnTags& tags, const char* tag) {
+    const auto name = tags.find(tag);
+    if (name == tags.end()) return 0;
+    const auto rating = ratings.find(name->second);
+    return rating == ratings.end() ? 0 : rating->second;
+}
+
+}  // namespace
+
+bool forEachDecidedGame(const std::string& fileName, bool calcElo, int minElo,
+                        const DecidedGameVisitor& visit) {
+    PgnReader reader(fileName);
+    if (!reader.is_open()) return false;
+    PlayerRatings ratings;
+    if (calcElo) computeRatings(fileName, ratings);
+
+    std::vector<Move> moves;
+    PgnTags tags;
+    std::string fen;
+    int resultCode = ResultOther, whiteElo = 0, blackElo = 0;
+    for (;;) {
+        if (!reader.readGame(moves, &tags, &resultCode, &fen, &whiteElo, &blackElo)) {
+            // A broken game leaves the stream just past the fault, and reading goes on from
+            // there; only the end of the file ends the loop.
+            if (!reader.good()) break;
+            continue;
+        }
+        if (calcElo) {
+            whiteElo = ratingOf(ratings, tags, "White");
+            blackElo = ratingOf(ratings, tags, "Black");
+        }
+        if (minElo >= 0 && (whiteElo < minElo || blackElo < minElo)) continue;
+        int result = 0;
+        if (resultCode == ResultWhiteWins) {
+            result = 1;
+        } else if (resultCode == ResultBlackWins) {
+            result = -1;
+        } else if (resultCode != ResultDraw) {
+            continue;
+        }
+        visit(moves, fen, whiteElo, blackElo, result);
+    }
+    return true;
+}

@@ -18,13 +18,6 @@ constexpr size_t LearnerTableBytes = 10000;
 // The evaluation's terms in thousandths of a pawn into rating points: 110 to the pawn.
 constexpr double PawnUnitsToRating = 110.0 * 0.001;
 
-int ratingOf(const PlayerRatings& ratings, const PgnTags& tags, const char* tag) {
-    const auto name = tags.find(tag);
-    if (name == tags.end()) return 0;
-    const auto rating = ratings.find(name->second);
-    return rating == ratings.end() ? 0 : rating->second;
-}
-
 int menOnBoard(const Position& p) {
     return p.white().pieceCount[AllMen] + p.black().pieceCount[AllMen];
 }
@@ -47,38 +40,10 @@ MaterialLearner::MaterialLearner() : gameKeys(MaterialGameKeyCount) {
 MaterialLearner::~MaterialLearner() = default;
 
 bool MaterialLearner::addGames(const std::string& fileName, int value, bool calcElo, int minElo) {
-    PgnReader reader(fileName);
-    if (!reader.is_open()) return false;
-    PlayerRatings ratings;
-    if (calcElo) computeRatings(fileName, ratings);
-
-    std::vector<Move> moves;
-    PgnTags tags;
-    std::string fen;
-    int resultCode = ResultOther, whiteElo = 0, blackElo = 0;
-    for (;;) {
-        if (!reader.readGame(moves, &tags, &resultCode, &fen, &whiteElo, &blackElo)) {
-            // A broken game leaves the stream just past the fault; only the end of the file
-            // ends the loop.
-            if (!reader.good()) break;
-            continue;
-        }
-        if (calcElo) {
-            whiteElo = ratingOf(ratings, tags, "White");
-            blackElo = ratingOf(ratings, tags, "Black");
-        }
-        if (minElo >= 0 && (whiteElo < minElo || blackElo < minElo)) continue;
-        int result = 0;
-        if (resultCode == ResultWhiteWins) {
-            result = 1;
-        } else if (resultCode == ResultBlackWins) {
-            result = -1;
-        } else if (resultCode != ResultDraw) {
-            continue;
-        }
-        addGame(moves, fen, whiteElo, blackElo, value, result);
-    }
-    return true;
+    return forEachDecidedGame(
+        fileName, calcElo, minElo,
+        [&](const std::vector<Move>& moves, const std::string& fen, int whiteElo, int blackElo,
+            int result) { addGame(moves, fen, whiteElo, blackElo, value, result); });
 }
 
 bool MaterialLearner::addGame(const std::vector<Move>& moves, const std::string& fen, int whiteElo,
