@@ -2,6 +2,7 @@
 // libFuzzer records as a crash with the input that caused it.
 #pragma once
 
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -30,6 +31,23 @@
 // The input as a C string: NUL bytes inside end it, as they would in a line of text.
 inline std::string inputText(const uint8_t* data, size_t size) {
     return std::string(reinterpret_cast<const char*>(data), size).c_str();
+}
+
+// The input as the command loop reads its lines: each up to a NUL, trailing white space
+// trimmed.
+inline std::vector<std::string> inputLines(const uint8_t* data, size_t size) {
+    std::vector<std::string> lines;
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    for (size_t begin = 0; begin <= text.size();) {
+        size_t end = text.find('\n', begin);
+        if (end == std::string::npos) end = text.size();
+        std::string line = text.substr(begin, end - begin).c_str();
+        while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())))
+            line.pop_back();
+        lines.push_back(line);
+        begin = end + 1;
+    }
+    return lines;
 }
 
 // The recomputed keys, counts and lists, plus the attack summaries that movegen relies on.

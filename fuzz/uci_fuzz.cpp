@@ -200,22 +200,6 @@ SessionSettings fuzzSettings(CheckingSink& output) {
     return settings;
 }
 
-std::vector<std::string> inputLines(const uint8_t* data, size_t size) {
-    std::vector<std::string> lines;
-    const std::string text(reinterpret_cast<const char*>(data), size);
-    for (size_t begin = 0; begin <= text.size();) {
-        size_t end = text.find('\n', begin);
-        if (end == std::string::npos) end = text.size();
-        // As read by the command loop: up to a NUL, trailing white space trimmed.
-        std::string line = text.substr(begin, end - begin).c_str();
-        while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())))
-            line.pop_back();
-        lines.push_back(line);
-        begin = end + 1;
-    }
-    return lines;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -50,22 +50,6 @@ std::string firstWord(const std::string& line) {
     return line.substr(begin, end - begin);
 }
 
-std::vector<std::string> inputLines(const uint8_t* data, size_t size) {
-    std::vector<std::string> lines;
-    const std::string text(reinterpret_cast<const char*>(data), size);
-    for (size_t begin = 0; begin <= text.size();) {
-        size_t end = text.find('\n', begin);
-        if (end == std::string::npos) end = text.size();
-        // As read by the command loop: up to a NUL, trailing white space trimmed.
-        std::string line = text.substr(begin, end - begin).c_str();
-        while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())))
-            line.pop_back();
-        lines.push_back(line);
-        begin = end + 1;
-    }
-    return lines;
-}
-
 // An own search (not a ponder search or an analysis) is running.
 bool ownSearchRunning(EngineSession& session) {
     SearchController& controller = *session.controller();
