@@ -33,6 +33,15 @@ inline std::string inputText(const uint8_t* data, size_t size) {
     return std::string(reinterpret_cast<const char*>(data), size).c_str();
 }
 
+// A line's command word, leading blanks skipped.
+inline std::string firstWord(const std::string& line) {
+    size_t begin = 0;
+    while (begin < line.size() && std::isspace(static_cast<unsigned char>(line[begin]))) ++begin;
+    size_t end = begin;
+    while (end < line.size() && !std::isspace(static_cast<unsigned char>(line[end]))) ++end;
+    return line.substr(begin, end - begin);
+}
+
 // The input as the command loop reads its lines: each up to a NUL, trailing white space
 // trimmed.
 inline std::vector<std::string> inputLines(const uint8_t* data, size_t size) {

@@ -60,14 +60,6 @@ class CheckingSink : public LineCollector {
     }
 };
 
-std::string firstWord(const std::string& line) {
-    size_t begin = 0;
-    while (begin < line.size() && std::isspace(static_cast<unsigned char>(line[begin]))) ++begin;
-    size_t end = begin;
-    while (end < line.size() && !std::isspace(static_cast<unsigned char>(line[end]))) ++end;
-    return line.substr(begin, end - begin);
-}
-
 // The engine reads numbers as white space, a sign and digits, from a fixed distance behind
 // the first occurrence of a keyword. A number there above `cap`, or too long to know its value
 // after the engine's wrapping arithmetic, becomes `cap`.

@@ -42,14 +42,6 @@ class CheckingSink : public OutputSink {
     }
 };
 
-std::string firstWord(const std::string& line) {
-    size_t begin = 0;
-    while (begin < line.size() && std::isspace(static_cast<unsigned char>(line[begin]))) ++begin;
-    size_t end = begin;
-    while (end < line.size() && !std::isspace(static_cast<unsigned char>(line[end]))) ++end;
-    return line.substr(begin, end - begin);
-}
-
 // An own search (not a ponder search or an analysis) is running.
 bool ownSearchRunning(EngineSession& session) {
     SearchController& controller = *session.controller();
