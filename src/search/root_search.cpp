@@ -31,11 +31,21 @@ bool stopped(const Searcher& s) {
     return s.stopRequested.load(Relaxed);
 }
 
+// The child entry of each root move, looked up when a comparison first needs it and then kept
+// for the rest of the sort. Other threads write the table meanwhile, and a comparison whose
+// answers change within one sort lets the sort run past the ends of the list.
+struct ChildEntries {
+    Move moves[MaxRootMoves];
+    int8_t state[MaxRootMoves];  // 0 not looked up yet, 1 found, -1 not in the table
+    TtEntry entries[MaxRootMoves];
+};
+
 // Comparison of two root moves for the order of the next iteration. Works on a private copy
 // of the position, as the table lookups make the moves.
 struct RootMoveOrder {
     Position* position;
     TranspositionTable* table;
+    ChildEntries* children;
 
     static double key(const RootMove& r) {
         double share = r.nodeShare;
@@ -44,12 +54,18 @@ struct RootMoveOrder {
     }
 
     bool childEntry(Move m, TtEntry& hit) const {
-        UndoRecord u;
-        beginUndo(u, *position);
-        makeMove(*position, position->toMove(), position->notToMove(), m, u);
-        const bool found = table->probe(position->hashKey, 1, hit);
-        undoMove(u);
-        return found;
+        int i = 0;
+        while (children->moves[i] != m) ++i;
+        if (children->state[i] == 0) {
+            UndoRecord u;
+            beginUndo(u, *position);
+            makeMove(*position, position->toMove(), position->notToMove(), m, u);
+            children->state[i] = table->probe(position->hashKey, 1, children->entries[i]) ? 1 : -1;
+            undoMove(u);
+        }
+        if (children->state[i] != 1) return false;
+        hit = children->entries[i];
+        return true;
     }
 
     bool operator()(const RootMove& a, const RootMove& b) const {
@@ -115,7 +131,12 @@ void Searcher::sortRootMoves() {
     for (int i = 0; i < rootCount; ++i) total += rootMoves[i].nodeShare;
     for (int i = 0; i < rootCount; ++i) rootMoves[i].nodeShare /= total;
     Position copy = position;
-    std::sort(rootMoves, rootMoves + rootCount, RootMoveOrder{&copy, table});
+    ChildEntries children;
+    for (int i = 0; i < rootCount; ++i) {
+        children.moves[i] = rootMoves[i].move;
+        children.state[i] = 0;
+    }
+    std::sort(rootMoves, rootMoves + rootCount, RootMoveOrder{&copy, table, &children});
 }
 
 int extractPv(Searcher& s, Move* movesOut, int maxLength, const Move* firstMove) {
